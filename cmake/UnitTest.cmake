@@ -1,0 +1,14 @@
+# secc_unit_test(NAME name SOURCES source... [LIBRARIES library...] [TIMEOUT seconds])
+#
+# One test program of the unit suite, named unit_<name>; the folders below tests/unit mirror the source tree.
+function(secc_unit_test)
+  cmake_parse_arguments(ARG "" "NAME;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  set(target unit_${ARG_NAME})
+  add_executable(${target} ${ARG_SOURCES})
+  target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} secc_test_support GTest::gmock GTest::gtest_main)
+  add_test(NAME ${target} COMMAND ${target})
+  set_tests_properties(${target} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS unit)
+endfunction()

@@ -1,0 +1,74 @@
+#include "platform/iclogger/log.h"
+
+#include <cxxabi.h>
+#include <spdlog/sinks/stdout_color_sinks.h>
+#include <spdlog/sinks/syslog_sink.h>
+#include <syslog.h>
+
+#include <cstdlib>
+
+#include "platform/iclogger/logconfig.h"
+
+namespace {
+
+spdlog::level::level_enum ToSinkLevel(Log::ELogLevel level)
+{
+  // Both scales run from trace 0 to critical 5.
+  return static_cast<spdlog::level::level_enum>(level);
+}
+
+class CLogConfigService : public ILogConfig {
+ public:
+  Log::ELogLevel GetLevel() const override { return Log::GetLogLevel(); }
+  void SetLevel(Log::ELogLevel level) override { Log::SetLogLevel(level); }
+  bool IsConsoleEnabled() const override { return Log::mConsoleLoggingEnabled; }
+  void SetConsoleEnabled(bool enabled) override { Log::EnableConsoleLogging(enabled); }
+};
+
+}  // namespace
+
+std::shared_ptr<spdlog::logger> Log::mSyslogSink;
+std::shared_ptr<spdlog::logger> Log::mConsoleSink;
+std::atomic<bool> Log::mConsoleLoggingEnabled{true};
+std::atomic<Log::ELogLevel> Log::mLevel{Log::ELogLevel::EInfo};
+
+void Log::Init(const std::string& name, ELogLevel level)
+{
+  auto syslogSink = std::make_shared<spdlog::sinks::syslog_sink_mt>(name, LOG_PID, LOG_USER, false);
+  auto consoleSink = std::make_shared<spdlog::sinks::stdout_color_sink_mt>();
+  mSyslogSink = std::make_shared<spdlog::logger>(name, std::move(syslogSink));
+  mConsoleSink = std::make_shared<spdlog::logger>(name, std::move(consoleSink));
+  for (const auto& sink : {mSyslogSink, mConsoleSink}) {
+    sink->set_level(spdlog::level::trace);
+    sink->flush_on(spdlog::level::trace);
+  }
+  SetLogLevel(level);
+}
+
+void Log::SetLogLevel(ELogLevel level) { mLevel = level; }
+
+Log::ELogLevel Log::GetLogLevel() { return mLevel; }
+
+Log::ELogLevel Log::GetLowerLogLevel(ELogLevel level)
+{
+  return level == ELogLevel::ETrace ? level : static_cast<ELogLevel>(static_cast<int>(level) - 1);
+}
+
+void Log::EnableConsoleLogging(bool enabled) { mConsoleLoggingEnabled = enabled; }
+
+std::string Log::Demangle(const char* name)
+{
+  if (*name == '*') ++name;
+  int status = 0;
+  const std::unique_ptr<char, void (*)(void*)> text(abi::__cxa_demangle(name, nullptr, nullptr, &status), std::free);
+  return status == 0 ? std::string(text.get()) : std::string();
+}
+
+std::shared_ptr<ILogConfig> Log::CreateLogConfigService() { return std::make_shared<CLogConfigService>(); }
+
+void Log::WriteLine(ELogLevel level, std::string_view line)
+{
+  const spdlog::string_view_t text(line.data(), line.size());
+  if (mSyslogSink) mSyslogSink->log(ToSinkLevel(level), text);
+  if (mConsoleSink && mConsoleLoggingEnabled) mConsoleSink->log(ToSinkLevel(level), text);
+}
