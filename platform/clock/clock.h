@@ -28,14 +28,15 @@ class IClock {
   // Wakes all threads that wait on `condition`. Call it with the mutex held, or right after it was released.
   virtual void NotifyAll(CCondition& condition) = 0;
 
-  // Threads that wait by this clock register for their whole life (see CClockThread). A real clock ignores both.
+  // Threads that wait by this clock register for their whole life; CThread (platform/clock/thread.h) does it for them.
+  // Registrations nest. A real clock ignores both.
   virtual void RegisterThread() = 0;
   virtual void UnregisterThread() = 0;
   // Announces a thread that is about to be started, so that simulated time does not pass between the start of the
   // thread and its own registration. The thread's RegisterThread consumes one announcement.
   virtual void AnnounceThread() = 0;
-  // Brackets a wait for something that this clock does not see (a join, a future, a socket): the thread counts as
-  // waiting meanwhile.
+  // Brackets a wait for something that this clock does not see (a future, a socket): the thread counts as waiting
+  // meanwhile. Brackets nest.
   virtual void EnterForeignWait() = 0;
   virtual void LeaveForeignWait() = 0;
 };
