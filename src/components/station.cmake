@@ -1,0 +1,2 @@
+add_library(secc_systemaccess STATIC seccutils.cpp systemaccessinterface.cpp)
+target_link_libraries(secc_systemaccess PUBLIC secc_base)
