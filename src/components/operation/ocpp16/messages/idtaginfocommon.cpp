@@ -1,0 +1,5 @@
+#include "src/components/operation/ocpp16/messages/idtaginfocommon.h"
+
+#include "src/components/operation/ocpp_common/recordcodec.h"
+
+OCPP_RECORD_CODEC(Ocpp16::IdTagInfoCommon, idTagInfo)
