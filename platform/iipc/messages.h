@@ -1,6 +1,7 @@
 #pragma once
 
-// Every message and enumeration of the IPC contract, as ipc::M... and ipc::E...; see platform/iipc/proto and docs/ipc.md.
+// Every message and enumeration of the IPC contract, as ipc::M... and ipc::E...; see platform/iipc/proto and
+// docs/ipc.md.
 #include <basiccharge2.pb.h>
 #include <boardcontrol.pb.h>
 #include <common.pb.h>
