@@ -26,4 +26,7 @@ class IOperationFactory {
   virtual std::shared_ptr<CInCallOperationBase> CreateInOperation(const std::string& id, EInOpType type,
                                                                   EBackofficeId backoffice) = 0;
   virtual std::shared_ptr<CErrorOperation> CreateErrorResponse(const std::string& id, EInCallError error) = 0;
+  // True: incoming calls of this type are logged at info level, unknown ones included; false: at debug level. The
+  // operation that is created says the same of its answer.
+  virtual bool IsInfoLogLevel(EInOpType type) const = 0;
 };
