@@ -1,8 +1,7 @@
 // OCPP-J frames of OCPP 1.6: reading, writing, and strict validation of each payload against the published schemas.
-import { createRequire } from 'node:module';
+import { schemaValidators } from '../lib/packages.js';
 
-const require = createRequire(import.meta.url);
-const validator = require('ocpp-rpc/lib/standard-validators').find((entry) => entry.subprotocol === 'ocpp1.6');
+const validator = schemaValidators.find((entry) => entry.subprotocol === 'ocpp1.6');
 
 export const CALL = 2;
 export const CALLRESULT = 3;

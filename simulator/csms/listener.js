@@ -6,7 +6,7 @@ import fs from 'node:fs';
 import http from 'node:http';
 import https from 'node:https';
 import net from 'node:net';
-import { WebSocketServer } from 'ws';
+import { WebSocketServer } from '../lib/packages.js';
 
 export const SUBPROTOCOL = 'ocpp1.6';
 

@@ -1,13 +1,11 @@
 #!/usr/bin/env node
 // The simulated central system as a program.
-import { fileURLToPath } from 'node:url';
 import path from 'node:path';
 import { CentralSystem } from './centralsystem.js';
 import { makeCommands } from './commands.js';
 import { runRepl, serveCommands } from '../lib/commands.js';
 import { readOptions } from '../lib/options.js';
-
-const REPOSITORY = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
+import { REPOSITORY } from '../lib/packages.js';
 
 const OPTIONS = {
   listen: { type: 'string', value: 'HOST', default: '127.0.0.1', help: 'address to listen on' },

@@ -2,9 +2,9 @@
 // under way in both directions, and what the station said of itself. It outlives its connections.
 import { EventEmitter } from 'node:events';
 import { randomUUID } from 'node:crypto';
-import { Sender } from 'ws';
 import * as frames from './frames.js';
 import { malformedText, shapeAnswer } from './answers.js';
+import { Sender } from '../lib/packages.js';
 import { pause } from '../lib/waiting.js';
 
 const { CALL, CALLRESULT, CALLERROR } = frames;

@@ -4,12 +4,10 @@
 import { EventEmitter } from 'node:events';
 import fs from 'node:fs';
 import path from 'node:path';
-import { fileURLToPath } from 'node:url';
-import grpc from '@grpc/grpc-js';
-import protoLoader from '@grpc/proto-loader';
+import { REPOSITORY, grpc, protoLoader } from './packages.js';
 import { pause } from './waiting.js';
 
-const PROTO_FOLDER = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../../platform/iipc/proto');
+const PROTO_FOLDER = path.join(REPOSITORY, 'platform/iipc/proto');
 const PACKAGE = 'secc.ipc.v1';
 
 // The longest path that the kernel takes for a Unix socket.

@@ -3,8 +3,8 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 import { after, before, beforeEach, test } from 'node:test';
-import WebSocket from 'ws';
 import { CentralSystem } from '../csms/centralsystem.js';
+import { WebSocket } from '../lib/packages.js';
 import { pause } from '../lib/waiting.js';
 
 let folder;
