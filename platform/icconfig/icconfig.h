@@ -75,12 +75,14 @@ struct SPaths {
 SPaths PathsBelow(const std::string& root);
 void SetPaths(SPaths paths);
 
-// Opens a domain. Either callback may be empty. The change callback hears every key of the domain.
-// Never throws for what is on disk: a damaged file is set aside under a new name, logged at error level and told to
-// `errorCallback`, and the domain starts from its defaults.
-std::shared_ptr<IConfig> Create(const std::string& domain, CErrorCallback errorCallback, CChangeCallback changeCallback);
-// As Create, without the right to write. With `watch` true changes made by other processes are followed; otherwise the
-// domain is read once.
+// Opens a domain, whose name is a path below the data directory ("connector1/secc_persistentdata"); a name that leads
+// out of it throws std::invalid_argument. Either callback may be empty. The change callback hears every key of the
+// domain. Never throws for what is on disk: a damaged file is set aside under a new name, logged at error level and
+// told to `errorCallback`, and the domain starts from its defaults.
+std::shared_ptr<IConfig> Create(const std::string& domain, CErrorCallback errorCallback,
+                                CChangeCallback changeCallback);
+// As Create, without the right to write: a damaged file is left for its owner to set aside. With `watch` true changes
+// made by other processes are followed; otherwise the domain is read once.
 std::shared_ptr<IReadOnlyConfig> CreateReadOnly(const std::string& domain, CErrorCallback errorCallback, bool watch);
 
 }  // namespace IcConfig

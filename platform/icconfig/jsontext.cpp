@@ -18,8 +18,8 @@ Json::CharReaderBuilder MakeReaderBuilder()
   builder["collectComments"] = false;
   builder["failIfExtra"] = true;
   builder["rejectDupKeys"] = true;
-  // One level more than a value may have: the reader counts the root's surroundings too.
-  builder["stackLimit"] = kMaxNesting + 1;
+  // A value of the deepest nesting, its innermost scalar, and the document whose member it may be.
+  builder["stackLimit"] = kMaxNesting + 2;
   return builder;
 }
 
@@ -40,12 +40,6 @@ bool IsNestedWithin(const Json::Value& value, unsigned levels)
   if (levels == 0) return false;
   return std::all_of(value.begin(), value.end(),
                      [levels](const Json::Value& member) { return IsNestedWithin(member, levels - 1); });
-}
-
-std::string Write(const Json::Value& value)
-{
-  static const Json::StreamWriterBuilder builder = MakeWriterBuilder();
-  return Json::writeString(builder, value);
 }
 
 // First code point of `text`, its length in bytes and the least value that needs this length; length 0 when malformed.
@@ -103,12 +97,18 @@ std::optional<Json::Value> ParseJsonText(std::string_view text, std::string* err
   return std::nullopt;
 }
 
+std::string WriteJsonText(const Json::Value& value)
+{
+  static const Json::StreamWriterBuilder builder = MakeWriterBuilder();
+  return Json::writeString(builder, value);
+}
+
 std::optional<std::string> ToJsonText(const Json::Value& value)
 {
   if (!IsNestedWithin(value, kMaxNesting)) return std::nullopt;
-  std::string text = Write(value);
+  std::string text = WriteJsonText(value);
   const auto copy = ParseJsonText(text);
-  if (!copy || Write(*copy) != text) return std::nullopt;
+  if (!copy || WriteJsonText(*copy) != text) return std::nullopt;
   return text;
 }
 

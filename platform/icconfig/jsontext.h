@@ -24,4 +24,7 @@ std::optional<Json::Value> ParseJsonText(std::string_view text, std::string* err
 // could not be read back: a text that is not UTF-8, a number that is not finite, nesting deeper than kMaxNesting.
 std::optional<std::string> ToJsonText(const Json::Value& value);
 
+// The same form, unchecked: for values that came from ParseJsonText.
+std::string WriteJsonText(const Json::Value& value);
+
 }  // namespace IcConfig
