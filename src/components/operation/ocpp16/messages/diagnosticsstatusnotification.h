@@ -8,8 +8,8 @@ namespace Ocpp16::DiagnosticsStatusNotification {
 
 #define VALUES(VALUE)                     \
   VALUE(0, EIdle, "Idle")                 \
-  VALUE(1, EUploaded, "Uploaded")         \
-  VALUE(2, EUploadFailed, "UploadFailed") \
+  VALUE(1, EUploadFailed, "UploadFailed") \
+  VALUE(2, EUploaded, "Uploaded")         \
   VALUE(3, EUploading, "Uploading")
 OCPP_ENUMERATION(EDiagnosticsStatus, VALUES)
 #undef VALUES

@@ -6,8 +6,8 @@
 namespace Ocpp16::FirmwareStatusNotification {
 
 #define VALUES(VALUE)                                 \
-  VALUE(0, EDownloaded, "Downloaded")                 \
-  VALUE(1, EDownloadFailed, "DownloadFailed")         \
+  VALUE(0, EDownloadFailed, "DownloadFailed")         \
+  VALUE(1, EDownloaded, "Downloaded")                 \
   VALUE(2, EDownloading, "Downloading")               \
   VALUE(3, EIdle, "Idle")                             \
   VALUE(4, EInstallationFailed, "InstallationFailed") \

@@ -13,8 +13,8 @@ namespace Ocpp16::LogStatusNotification {
   VALUE(1, EIdle, "Idle")                                   \
   VALUE(2, ENotSupportedOperation, "NotSupportedOperation") \
   VALUE(3, EPermissionDenied, "PermissionDenied")           \
-  VALUE(4, EUploaded, "Uploaded")                           \
-  VALUE(5, EUploadFailure, "UploadFailure")                 \
+  VALUE(4, EUploadFailure, "UploadFailure")                 \
+  VALUE(5, EUploaded, "Uploaded")                           \
   VALUE(6, EUploading, "Uploading")
 OCPP_ENUMERATION(EUploadLogStatus, VALUES)
 #undef VALUES

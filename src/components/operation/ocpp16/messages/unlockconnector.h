@@ -13,8 +13,8 @@ OCPP_RECORD(unlockConnectorRequest, MEMBERS)
 
 #define VALUES(VALUE)                     \
   VALUE(0, ENotSupported, "NotSupported") \
-  VALUE(1, EUnlocked, "Unlocked")         \
-  VALUE(2, EUnlockFailed, "UnlockFailed")
+  VALUE(1, EUnlockFailed, "UnlockFailed") \
+  VALUE(2, EUnlocked, "Unlocked")
 OCPP_ENUMERATION(EUnlockStatus, VALUES)
 #undef VALUES
 
