@@ -31,7 +31,7 @@ export function seccProgram() {
 }
 
 function copyIfPresent(from, to) {
-  if (fs.existsSync(from)) fs.cpSync(from, to, { dereference: true });
+  if (fs.existsSync(from)) fs.cpSync(from, to, { dereference: true, recursive: true });
 }
 
 function writeJson(file, document) {
@@ -59,7 +59,7 @@ export class StationRoot {
     for (const file of ETC_FILES) copyIfPresent(path.join('/etc', file), this.path('etc', file));
     copyIfPresent('/etc/ld.so.cache', this.path('etc/ld.so.cache'));
     copyIfPresent(path.join(PACKAGED, 'etc'), this.path('etc'));
-    this.#copyDefaults();
+    copyIfPresent(path.join(PACKAGED, 'config'), this.path('usr/share/secc/config'));
     for (const [domain, keys] of Object.entries(settings)) this.setDefaults(domain, keys);
     for (const file of trust) this.trust(file);
     this.setNtpStatus(ntpStatus);
@@ -67,11 +67,6 @@ export class StationRoot {
 
   path(...parts) {
     return path.join(this.folder, ...parts);
-  }
-
-  #copyDefaults() {
-    const from = path.join(PACKAGED, 'config');
-    if (fs.existsSync(from)) fs.cpSync(from, this.path('usr/share/secc/config'), { recursive: true });
   }
 
   /** The packaged default document of a domain, as it stands. */

@@ -1,0 +1,159 @@
+#!/usr/bin/env node
+// The demo: a station comes online. Starts a central system, a simulated station and `secc`, tells in order what the
+// central system saw, and ends with status 0 when all of it happened. `tools/demo` installs and builds, then runs this.
+import path from 'node:path';
+import { CentralSystem } from '../csms/centralsystem.js';
+import { makeCommands as makeCentralCommands } from '../csms/commands.js';
+import { serveCommands } from '../lib/commands.js';
+import { readOptions } from '../lib/options.js';
+import { REPOSITORY } from '../lib/packages.js';
+import { StationRoot, seccProgram } from '../lib/stationroot.js';
+import { makeCommands as makeStationCommands } from '../station/commands.js';
+import { Station } from '../station/station.js';
+import { Story } from './story.js';
+
+const FOLDER = path.join(REPOSITORY, 'build/demo');
+const STATION_ID = 'DEMO-1';
+const PASSWORD = '64656d6f2d70617373776f7264';
+const HEARTBEAT_SECONDS = 2;
+const STOP_MS = 5000;
+
+const OPTIONS = {
+  keep: { type: 'boolean', help: 'leave it running, and print how to talk to it' },
+  csms: { type: 'string', value: 'URL', help: "somebody's own central system, as wss://host:port/path (without the station id)" },
+  id: { type: 'string', value: 'ID', default: STATION_ID, help: 'id of the station there' },
+  password: { type: 'string', value: 'HEX', help: 'its password in hexadecimal digits' },
+  ca: { type: 'string', value: 'FILE', help: 'certificate of the authority that the station must trust' },
+};
+
+/** What `secc` is configured with: the URI has no scheme. */
+function settingsFor({ uri, id, password }) {
+  return {
+    settings: { SeccOcppActive: true, SeccOcppUri: uri },
+    hwinfo: { CustomerId: id },
+    secrets: { AuthorizationKey: password },
+  };
+}
+
+/** Starts station and secc on a fresh root. */
+async function startStation(story, { uri, id, password, trust }) {
+  const root = new StationRoot(path.join(FOLDER, 'station'), { trust, settings: settingsFor({ uri, id, password }) });
+  const station = await new Station({ root: root.folder }).start();
+  const secc = root.startSecc({ program: seccProgram() });
+  story.tell('Started secc and the simulated station around it.', { log: secc.logFile });
+  return { root, station, secc };
+}
+
+async function stopStation(story, { station, secc }) {
+  const outcome = await secc.interrupt({ timeoutMs: STOP_MS });
+  story.expect(outcome.status === 0, `secc stopped on SIGINT with status ${outcome.status ?? `none (signal ${outcome.signal})`} after ${outcome.tookMs} ms.`);
+  await station.stop();
+}
+
+/** The station comes online with our own central system, which asks it two things that it must refuse. */
+async function tellOnline(story, system, station) {
+  const link = system.station(STATION_ID);
+  await station.waitForEnabled({ timeoutMs: 15000 });
+  story.tell('Its supervisor took it through Disable and Enable.', { states: station.supervisor.reports.join(', ') });
+  const connection = await system.waitFor(() => link.connection, { timeoutMs: 20000, what: 'a connection of the station' });
+  story.tell('The station connected.', { subprotocol: connection.subprotocol, TLS: `${connection.tls.version}, ${connection.tls.cipher}` });
+  const boot = await system.waitForCall('BootNotification', { timeoutMs: 10000 });
+  story.tell('It registered with BootNotification.', boot.payload);
+  await system.waitFor(() => link.registration === 'Accepted', { timeoutMs: 5000, what: 'the acceptance' });
+  story.tell('It was accepted.', { heartbeatInterval: `${HEARTBEAT_SECONDS} s` });
+  const beats = await system.waitFor(() => (system.calls('Heartbeat').length >= 2 ? system.calls('Heartbeat') : null),
+    { timeoutMs: (3 * HEARTBEAT_SECONDS + 5) * 1000, what: 'two heartbeats' });
+  story.tell('Two heartbeats came.', { apart: `${((beats[1].time - beats[0].time) / 1000).toFixed(1)} s` });
+}
+
+async function tellRefusals(story, system) {
+  const asked = [['FooBar', {}, 'NotImplemented', 'An action that OCPP does not know'],
+    ['CancelReservation', { reservationId: 1 }, 'NotSupported', 'CancelReservation, which this station does not offer,']];
+  for (const [action, payload, code, what] of asked) {
+    const answer = await system.call(STATION_ID, action, payload, { timeoutMs: 5000 }).then(() => 'a result', (error) => error.code ?? error.message);
+    story.expect(answer === code, `${what} was answered with ${answer}.`);
+  }
+}
+
+function printHowToTalk(system, stationPort, centralPort, secc) {
+  console.log(`
+It is left running; Ctrl-C ends it.
+  wire log:         ${path.join(FOLDER, 'csms/wire.log')}
+  log of secc:      ${secc.logFile}
+  central system:   curl -d '{"args": ["-", "GetConfiguration", {}]}' http://127.0.0.1:${centralPort}/call
+  the station:      curl -d '{}' http://127.0.0.1:${stationPort}/plug
+  all commands:     curl http://127.0.0.1:${centralPort}/  and  curl http://127.0.0.1:${stationPort}/`);
+}
+
+async function untilInterrupted(secc) {
+  await Promise.race([new Promise((resolve) => {
+    process.once('SIGINT', resolve);
+    process.once('SIGTERM', resolve);
+  }), secc.exited]);
+}
+
+async function ownCentralSystem(story, keep) {
+  const system = await new CentralSystem({ state: path.join(FOLDER, 'csms'), stations: { [STATION_ID]: PASSWORD } }).start();
+  system.setBoot({ status: 'Accepted', interval: HEARTBEAT_SECONDS });
+  story.tell('Started a central system.', { url: `${system.url}/${STATION_ID}` });
+  const parts = await startStation(story, { uri: system.uri, id: STATION_ID, password: PASSWORD, trust: [system.caFile] });
+  try {
+    await tellOnline(story, system, parts.station);
+    await tellRefusals(story, system);
+    if (keep) {
+      const central = await serveCommands(makeCentralCommands(system));
+      const siblings = await serveCommands(makeStationCommands(parts.station));
+      printHowToTalk(system, siblings.port, central.port, parts.secc);
+      await untilInterrupted(parts.secc);
+      await Promise.all([central.close(), siblings.close()]);
+    }
+    await stopStation(story, parts);
+    story.expect(system.violations.length === 0,
+      `Every frame was valid by the published schemas (${system.log.frames.length} frames, ${system.violations.length} violations).`);
+  } finally {
+    await parts.secc.kill();
+    await parts.station.stop();
+    await system.stop();
+  }
+}
+
+/** The station talks to a central system that we know nothing of: the story is told from secc's own log. */
+async function foreignCentralSystem(story, { csms, id, password, ca, keep }) {
+  if (password === undefined) throw new Error('--password is needed with --csms');
+  const uri = csms.replace(/^wss?:\/\//, '').replace(/\/$/, '');
+  const parts = await startStation(story, { uri, id, password, trust: ca ? [path.resolve(ca)] : [] });
+  const { secc, station } = parts;
+  try {
+    await station.waitForEnabled({ timeoutMs: 15000 });
+    story.tell('Its supervisor took it through Disable and Enable.', { states: station.supervisor.reports.join(', ') });
+    await secc.waitForLine('Websocket connection is opened', { timeoutMs: 60000 });
+    story.tell('The station connected.', { url: `wss://${uri}/${id}` });
+    const answer = await secc.waitForLine(/Status: OCPP (Accepted|Pending|Rejected)/, { timeoutMs: 60000 });
+    story.tell('The central system answered its BootNotification.', { status: /Status: OCPP (\w+)/.exec(answer)[1] });
+    if (keep) {
+      const siblings = await serveCommands(makeStationCommands(station));
+      console.log(`\nIt is left running; Ctrl-C ends it.\n  log of secc:  ${secc.logFile}\n  the station:  curl http://127.0.0.1:${siblings.port}/`);
+      await untilInterrupted(secc);
+      await siblings.close();
+    }
+    await stopStation(story, parts);
+  } finally {
+    await secc.kill();
+    await station.stop();
+  }
+}
+
+async function main() {
+  const options = readOptions(OPTIONS, { usage: 'usage: tools/demo [OPTION]...\n\nShows a charging station coming online. Without options it brings its own central system.' });
+  if (!options) return;
+  const story = new Story();
+  try {
+    if (options.csms) await foreignCentralSystem(story, options);
+    else await ownCentralSystem(story, options.keep);
+  } catch (error) {
+    story.fail(error.message, path.join(FOLDER, 'station/secc.log'));
+  }
+  process.exit(story.end());
+}
+
+await main();
