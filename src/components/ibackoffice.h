@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/worker/worker.h"
+#include "platform/worker/timerslot.h"
 #include "src/components/backofficeid.h"
 #include "src/components/ocppstatus.h"
 #include "src/components/pushresult.h"
@@ -36,10 +36,11 @@ class IBackoffice {
   virtual bool IsBootAllowed() const = 0;
   virtual void SetBootAllowed(bool allowed) = 0;
   virtual void Reconnect(const SReconnectOptions& options) = 0;
-  virtual CCallHandle& GetHeartbeatTimer() = 0;
-  virtual CCallHandle& GetBlockingTimer() = 0;
-  virtual CCallHandle& GetFatalTimer() = 0;
-  virtual CCallHandle& GetStatusTimer() = 0;
+  // Kept here, driven by COcpp.
+  virtual CTimerSlot& GetHeartbeatTimer() = 0;
+  virtual CTimerSlot& GetBlockingTimer() = 0;
+  virtual CTimerSlot& GetFatalTimer() = 0;
+  virtual CTimerSlot& GetStatusTimer() = 0;
   virtual bool IsFatalSent() const = 0;
   virtual void SetFatalSent(bool sent) = 0;
   virtual void SetEnabled(bool enabled) = 0;

@@ -1,2 +1,13 @@
 add_library(secc_systemaccess STATIC seccutils.cpp systemaccessinterface.cpp)
 target_link_libraries(secc_systemaccess PUBLIC secc_base)
+
+add_library(secc_ipccallbacklayer STATIC ipccallbacklayer.cpp)
+target_link_libraries(secc_ipccallbacklayer PUBLIC secc_base secc_log secc_iipc_interfaces secc_systemaccess)
+
+add_library(secc_backoffice STATIC backoffice.cpp backofficeutils.cpp)
+target_link_libraries(secc_backoffice PUBLIC secc_base secc_log secc_worker secc_operation_model secc_messagehandler
+                                             PkgConfig::JSONCPP)
+
+add_library(secc_ocpp STATIC metervaluetimers.cpp ocpp.cpp statusnotificationpusher.cpp)
+target_link_libraries(secc_ocpp PUBLIC secc_base secc_log secc_worker secc_operation_model secc_iipc_interfaces
+                                       secc_backoffice PkgConfig::JSONCPP)
