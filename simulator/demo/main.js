@@ -30,7 +30,8 @@ const OPTIONS = {
 function settingsFor({ uri, id, password }) {
   return {
     settings: { SeccOcppActive: true, SeccOcppUri: uri },
-    hwinfo: { CustomerId: id },
+    hwinfo: { CustomerId: id, ProductSn: 'SIM-000001', HwOneOrThreePhase: 3 },
+    fwinfo: { FwIdent: 'demo' },
     secrets: { AuthorizationKey: password },
   };
 }

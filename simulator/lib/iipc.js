@@ -68,14 +68,22 @@ export function enumText(name, number) {
   return found ? found[0] : String(number);
 }
 
+function readDocument(file) {
+  try {
+    return JSON.parse(fs.readFileSync(file, 'utf8'));
+  } catch {
+    return {};
+  }
+}
+
 /**
- * Reads the directory of services of a root: service name to absolute gRPC address.
+ * Where the services of a root are: service name to absolute gRPC address. As for every process of the station, a
+ * service that `etc/iipc.json` does not list, or a file that is missing or broken, means the default place.
  * @param {string} root folder that holds `etc/iipc.json`; relative Unix socket paths lie below it
  */
 export function readDirectory(root) {
-  const file = path.join(root, 'etc/iipc.json');
-  const document = JSON.parse(fs.readFileSync(file, 'utf8'));
-  return Object.fromEntries(Object.entries(document.services).map(([name, address]) => [name, absoluteAddress(root, address)]));
+  const { services } = readDocument(path.join(root, 'etc/iipc.json')) ?? {};
+  return Object.fromEntries(Object.keys(SERVICES).map((name) => [name, absoluteAddress(root, services?.[name] ?? `unix:run/secc/${name}.sock`)]));
 }
 
 function absoluteAddress(root, address) {

@@ -53,7 +53,7 @@ export class StationRoot {
     this.folder = path.resolve(folder);
     this.systemTrust = systemTrust;
     fs.rmSync(this.folder, { recursive: true, force: true });
-    for (const part of ['etc', 'data/ssl/certs', 'data/log', 'data/config', 'tmp', 'run', 'usr/share/secc/config']) {
+    for (const part of ['etc', 'data/ssl/certs', 'data/log', 'data/config', 'tmp', 'run/secc', 'usr/share/secc/config']) {
       fs.mkdirSync(path.join(this.folder, part), { recursive: true });
     }
     for (const file of ETC_FILES) copyIfPresent(path.join('/etc', file), this.path('etc', file));
@@ -148,7 +148,8 @@ export class SeccProcess extends EventEmitter {
     this.startedAt = Date.now();
     const file = fs.openSync(log, 'a');
     this.logFile = log;
-    this.#child = spawn('bwrap', args, { stdio: ['ignore', 'pipe', 'pipe', 'pipe'], env: { PATH: '/usr/bin:/bin', LANG: 'C.UTF-8', TZ: 'UTC', ...environment } });
+    // A group of its own: Ctrl-C at a terminal is for the caller, which then ends this process in order.
+    this.#child = spawn('bwrap', args, { detached: true, stdio: ['ignore', 'pipe', 'pipe', 'pipe'], env: { PATH: '/usr/bin:/bin', LANG: 'C.UTF-8', TZ: 'UTC', ...environment } });
     this.#readInfo(this.#child.stdio[3]);
     for (const stream of [this.#child.stdout, this.#child.stderr]) this.#readLines(stream, file);
     this.exited = new Promise((resolve) => {
