@@ -28,10 +28,10 @@ CSimulatedClock::~CSimulatedClock()
 {
   CLock lock(mMutex);
   const auto limit = std::chrono::steady_clock::now() + mStallLimit;
-  while (mWaiters.empty() && HasOtherThreads()) {
+  while (HasOtherThreads() && !HasSleepers()) {
     if (mThreadGone.wait_until(lock.Native(), limit) == std::cv_status::timeout) break;
   }
-  if (mWaiters.empty() && !HasOtherThreads()) return;
+  if (!HasOtherThreads() && !HasSleepers()) return;
   // Going on would leave threads with freed memory.
   std::fprintf(stderr, "A simulated clock is destroyed while threads use it: %s\n", DescribeThreads().c_str());
   std::abort();
@@ -226,6 +226,12 @@ void CSimulatedClock::DetectStall()
   for (SWaiter* waiter : mWaiters) {
     if (waiter->thread == mHome) Wake(*waiter, EWake::EStalled);
   }
+}
+
+bool CSimulatedClock::HasSleepers() const
+{
+  return std::any_of(mWaiters.begin(), mWaiters.end(),
+                     [](const SWaiter* waiter) { return waiter->wake == EWake::ENone; });
 }
 
 bool CSimulatedClock::HasOtherThreads() const

@@ -127,6 +127,7 @@ class CSimulatedClock : public IClock {
   // Lets time go on if everybody is at rest.
   void Settle() REQUIRES(mMutex);
   void DetectStall() REQUIRES(mMutex);
+  bool HasSleepers() const REQUIRES(mMutex);
   bool HasOtherThreads() const REQUIRES(mMutex);
   bool IsCounted(std::thread::id id) const REQUIRES(mMutex);
   void CameToRest() REQUIRES(mMutex);

@@ -102,6 +102,20 @@ TYPED_TEST(ClockSuite, NotifiedWaitUntilReturnsTrueLongBeforeItsDeadline)
   EXPECT_LT(this->mClock.SteadyNow(), deadline);
 }
 
+TYPED_TEST(ClockSuite, TheFarthestDeadlineThereIsCanBeWaitedFor)
+{
+  bool ready = false;
+  CThread notifier(this->mClock, "notifier", [&] {
+    CLock lock(this->mMutex);
+    ready = true;
+    this->mClock.NotifyAll(this->mChanged);
+  });
+  CLock lock(this->mMutex);
+  bool inTime = true;
+  while (!ready) inTime = this->mClock.WaitUntil(lock, this->mChanged, IClock::SteadyTime::max()) && inTime;
+  EXPECT_TRUE(inTime);
+}
+
 TYPED_TEST(ClockSuite, NotifyAllWakesEveryWaiter)
 {
   bool go = false;
@@ -151,12 +165,13 @@ TYPED_TEST(ClockSuite, NotifyReachesOnlyItsOwnCondition)
 TYPED_TEST(ClockSuite, MutexIsFreeWhileWaiting)
 {
   bool taken = false;
-  CThread other(this->mClock, "other", [&] {
-    CLock lock(this->mMutex);
+  std::unique_ptr<CThread> other;
+  CLock lock(this->mMutex);
+  other = std::make_unique<CThread>(this->mClock, "other", [&] {
+    CLock own(this->mMutex);
     taken = true;
     this->mClock.NotifyAll(this->mChanged);
   });
-  CLock lock(this->mMutex);
   EXPECT_FALSE(taken);
   while (!taken) this->mClock.Wait(lock, this->mChanged);
 }
