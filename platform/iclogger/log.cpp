@@ -6,6 +6,7 @@
 #include <syslog.h>
 
 #include <cstdlib>
+#include <vector>
 
 #include "platform/iclogger/logconfig.h"
 
@@ -15,6 +16,16 @@ spdlog::level::level_enum ToSinkLevel(Log::ELogLevel level)
 {
   // Both scales run from trace 0 to critical 5.
   return static_cast<spdlog::level::level_enum>(level);
+}
+
+// The end of spdlog's syslog sink closes the connection of the whole process, also the one that a newer sink has
+// opened. So those that were replaced are kept.
+void KeepForever(spdlog::sink_ptr sink)
+{
+  static CMutex mutex;
+  static auto& sinks = *new std::vector<spdlog::sink_ptr>();
+  CLock lock(mutex);
+  sinks.push_back(std::move(sink));
 }
 
 class CLogConfigService : public ILogConfig {
@@ -27,8 +38,8 @@ class CLogConfigService : public ILogConfig {
 
 }  // namespace
 
-std::shared_ptr<spdlog::logger> Log::mSyslogSink;
-std::shared_ptr<spdlog::logger> Log::mConsoleSink;
+CLogSink Log::mSyslogSink;
+CLogSink Log::mConsoleSink;
 std::atomic<bool> Log::mConsoleLoggingEnabled{true};
 std::atomic<Log::ELogLevel> Log::mLevel{Log::ELogLevel::EInfo};
 
@@ -36,13 +47,19 @@ void Log::Init(const std::string& name, ELogLevel level)
 {
   auto syslogSink = std::make_shared<spdlog::sinks::syslog_sink_mt>(name, LOG_PID, LOG_USER, false);
   auto consoleSink = std::make_shared<spdlog::sinks::stdout_color_sink_mt>();
-  mSyslogSink = std::make_shared<spdlog::logger>(name, std::move(syslogSink));
-  mConsoleSink = std::make_shared<spdlog::logger>(name, std::move(consoleSink));
-  for (const auto& sink : {mSyslogSink, mConsoleSink}) {
-    sink->set_level(spdlog::level::trace);
-    sink->flush_on(spdlog::level::trace);
-  }
+  KeepForever(syslogSink);
+  const auto open = [&name](spdlog::sink_ptr sink) {
+    auto logger = std::make_shared<spdlog::logger>(name, std::move(sink));
+    // Log's own level decides.
+    logger->set_level(spdlog::level::trace);
+    logger->flush_on(spdlog::level::trace);
+    return logger;
+  };
+  auto console = open(std::move(consoleSink));
+  console->set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %n %^%l%$ %v", spdlog::pattern_time_type::utc);
   SetLogLevel(level);
+  mSyslogSink = open(std::move(syslogSink));
+  mConsoleSink = std::move(console);
 }
 
 void Log::SetLogLevel(ELogLevel level) { mLevel = level; }
@@ -69,6 +86,7 @@ std::shared_ptr<ILogConfig> Log::CreateLogConfigService() { return std::make_sha
 void Log::WriteLine(ELogLevel level, std::string_view line)
 {
   const spdlog::string_view_t text(line.data(), line.size());
-  if (mSyslogSink) mSyslogSink->log(ToSinkLevel(level), text);
-  if (mConsoleSink && mConsoleLoggingEnabled) mConsoleSink->log(ToSinkLevel(level), text);
+  if (const auto syslogSink = mSyslogSink.Get()) syslogSink->log(ToSinkLevel(level), text);
+  if (!mConsoleLoggingEnabled) return;
+  if (const auto consoleSink = mConsoleSink.Get()) consoleSink->log(ToSinkLevel(level), text);
 }

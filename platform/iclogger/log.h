@@ -5,11 +5,50 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 
 // fmt as spdlog brings it; FMT_STRING checks the arguments against the text at compile time.
 #include <spdlog/fmt/fmt.h>
 
+#include "platform/clock/mutex.h"
+
 class ILogConfig;
+
+// The place of one sink: a logger, or nothing. It may be replaced while other threads write through it; a line in
+// flight keeps the logger it began with.
+class CLogSink {
+ public:
+  using CLogger = std::shared_ptr<spdlog::logger>;
+
+  CLogSink& operator=(CLogger logger) EXCLUDES(mMutex)
+  {
+    Exchange(std::move(logger));
+    return *this;
+  }
+  void reset() EXCLUDES(mMutex) { Exchange(nullptr); }
+  CLogger Get() const EXCLUDES(mMutex)
+  {
+    CLock lock(mMutex);
+    return mLogger;
+  }
+  operator CLogger() const { return Get(); }
+  CLogger operator->() const { return Get(); }
+  explicit operator bool() const { return Get() != nullptr; }
+
+ private:
+  // The old logger ends outside the lock.
+  void Exchange(CLogger logger) EXCLUDES(mMutex)
+  {
+    CLock lock(mMutex);
+    std::swap(mLogger, logger);
+    lock.Unlock();
+    logger.reset();
+  }
+
+  mutable CMutex mMutex;
+  CLogger mLogger GUARDED_BY(mMutex);
+};
 
 // The process's log: every line goes to the syslog sink, and to the console sink while console logging is enabled.
 //
@@ -19,7 +58,8 @@ class Log {
  public:
   enum class ELogLevel : int { ETrace = 0, EDebug = 1, EInfo = 2, EWarning = 3, EError = 4, ECritical = 5 };
 
-  // Opens both sinks under the process name `name`. A second call replaces the sinks.
+  // Opens both sinks under the process name `name`. A second call replaces the sinks, also while other threads log. A
+  // console line carries time (UTC), name and level before the text; syslog adds its own.
   static void Init(const std::string& name, ELogLevel level);
   static void SetLogLevel(ELogLevel level);
   static ELogLevel GetLogLevel();
@@ -42,9 +82,9 @@ class Log {
     WriteLine(level, std::string_view(buffer.data(), buffer.size()));
   }
 
-  // Replaced as a whole by Init; a test may put its own in place.
-  static std::shared_ptr<spdlog::logger> mSyslogSink;
-  static std::shared_ptr<spdlog::logger> mConsoleSink;
+  // Empty before Init; a test may put its own in place.
+  static CLogSink mSyslogSink;
+  static CLogSink mConsoleSink;
   static std::atomic<bool> mConsoleLoggingEnabled;
 
  private:
