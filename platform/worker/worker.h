@@ -1,12 +1,9 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "platform/clock/clock.h"
 
@@ -28,47 +25,54 @@ using CCallHandle = std::shared_ptr<ICallHandle>;
 // One thread that runs calls one at a time, in time order; calls due at the same time run in the order of scheduling.
 //
 // Calls may be added in any state; they run while the worker is started. An exception from a call is logged and does
-// not end the thread. Any operation may be called from a call on the worker itself.
+// not end the thread. Any operation may be called from a call on the worker itself, destruction included. What a call's
+// function holds is freed as soon as the call cannot run any more, never under a lock of the worker.
+//
+// There is no fake of it: tests use the real worker on a CSimulatedClock, where CSimulatedClock::AdvanceBy returns when
+// all calls due up to then have run.
 class CWorker {
  public:
   using CFunction = std::function<void()>;
 
-  // `name` becomes the thread's name (at most 15 characters are kept).
+  // `name` becomes the thread's name (at most 15 characters are kept). The clock must outlive the worker, and a thread
+  // that was left to itself (EmergencyKill, destruction from a call).
   CWorker(IClock& clock, std::string name);
   // Stops the worker.
   virtual ~CWorker();
   CWorker(const CWorker&) = delete;
   CWorker& operator=(const CWorker&) = delete;
 
-  // Starts the thread; does nothing if it runs.
+  // Starts the thread; does nothing if it runs. While an earlier thread is still ending it waits for that.
   virtual void Start();
   // Ends the thread after the call in flight and waits for it, unless the caller is the worker itself. Calls that have
-  // not begun are dropped. Start may follow again.
+  // not begun are dropped, and a repeating one in flight will not run again. Start may follow again.
   virtual void Stop();
-  // Returns when everything that was due at the time of the call has been run. Returns at once on the worker's own
-  // thread and while the worker is stopped.
+  // Returns when everything that was due at the time of the call has been run, so that a call cancelled before is not
+  // in flight afterwards. Returns at once on the worker's own thread. A stopped worker has nothing queued: only a call
+  // that is still in flight is awaited.
   virtual void Sync();
   virtual bool IsRunning() const;
   virtual bool IsThisThread() const;
-  // Marks the worker stopped without waiting for the call in flight, whose thread is left to end on its own.
+  // Stops the worker without waiting for the call in flight, whose thread is left to end on its own. After a new Start
+  // that call may overlap with later ones.
   virtual void EmergencyKill();
   // Queues `function` at once.
   virtual CCallHandle NonBlockingCall(CFunction function);
   // Queues `function` and waits until it has run; on the worker's own thread it runs directly. Returns without running
-  // it when the worker is stopped meanwhile. An exception of `function` reaches the caller.
+  // it when the worker is stopped, before or meanwhile. An exception of `function` reaches the caller.
   virtual void BlockingCall(CFunction function);
 
   // Runs `function` at `timePoint`; with a `period` above 0 it repeats at that period, counted from `timePoint`.
-  // Passes that were missed (a long call, a suspended machine) are skipped, not made up.
+  // Passes that are past when a run ends (a long call, a suspended machine) are skipped, not made up.
   CCallHandle AddCall(CFunction function, IClock::SteadyTime timePoint, std::chrono::nanoseconds period);
 
   IClock& GetClock() const { return mClock; }
 
  private:
   class CState;
+  class CHandle;
 
   IClock& mClock;
-  const std::string mName;
   // Shared with the handles and the thread, so that both may outlive the worker.
-  std::shared_ptr<CState> mState;
+  const std::shared_ptr<CState> mState;
 };
