@@ -1,0 +1,17 @@
+#pragma once
+
+#include <grpcpp/impl/service_type.h>
+
+namespace Rpc {
+
+// A service of ours as the backend runs it.
+class IServedService {
+ public:
+  virtual ~IServedService() = default;
+
+  virtual grpc::Service& GetService() = 0;
+  // Ends the notification streams and the requests that are still at work; later ones are refused.
+  virtual void Close() = 0;
+};
+
+}  // namespace Rpc
