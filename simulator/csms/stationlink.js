@@ -104,6 +104,12 @@ export class StationLink extends EventEmitter {
     this.#requireSocket().send(bytes, { binary: true });
   }
 
+  /** Sends bytes as a text frame, also such as are no UTF-8. */
+  sendBytesAsText(bytes) {
+    this.#system.log.note(this.id, `sent ${bytes.length} bytes as a text frame`);
+    this.#requireSocket().send(bytes, { binary: false });
+  }
+
   /** Closes the websocket with a close frame. */
   close(code = 1000, reason = '') {
     this.#requireSocket().close(code, reason);

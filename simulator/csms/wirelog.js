@@ -5,6 +5,8 @@ import { KIND_NAMES, CALL, CALLERROR } from './frames.js';
 import { redact, redactText } from './redact.js';
 
 const HISTORY = 100000;
+// Longer frames are cut off in the log.
+const MAX_LINE = 4000;
 // Calls that a late or doubled answer can still be paired with.
 const CALL_HISTORY = 10000;
 
@@ -24,6 +26,16 @@ const CALL_HISTORY = 10000;
  * @property {string|null} problem what is wrong with the frame
  * @property {string} text the frame itself
  */
+
+function shorten(text) {
+  return text.length <= MAX_LINE ? text : `${text.slice(0, MAX_LINE)}... (${text.length} characters)`;
+}
+
+function bodyOf(frame) {
+  if (frame.text.length > MAX_LINE) return redactText(shorten(frame.text));
+  if (frame.kind !== CALLERROR) return JSON.stringify(redact(frame.payload));
+  return `${frame.code} ${JSON.stringify(frame.description)} ${JSON.stringify(redact(frame.details))}`;
+}
 
 export class WireLog {
   #file = null;
@@ -61,12 +73,9 @@ export class WireLog {
   format(frame) {
     const arrow = frame.direction === 'in' ? '->' : '<-';
     const head = `${new Date(frame.time).toISOString()} ${frame.station} ${arrow}`;
-    if (frame.problem || !(frame.kind in KIND_NAMES)) return `${head} INVALID (${frame.problem}) ${redactText(frame.text).replace(/[\r\n]/g, ' ')}`;
-    const body = frame.kind === CALLERROR
-      ? `${frame.code} ${JSON.stringify(frame.description)} ${JSON.stringify(redact(frame.details))}`
-      : JSON.stringify(redact(frame.payload));
+    if (frame.problem || !(frame.kind in KIND_NAMES)) return `${head} INVALID (${frame.problem}) ${redactText(shorten(frame.text)).replace(/[\r\n]/g, ' ')}`;
     const elapsed = frame.elapsedMs === undefined ? '' : ` +${frame.elapsedMs}ms`;
-    return `${head} ${KIND_NAMES[frame.kind]} ${frame.action ?? '?'} [${frame.id}]${elapsed} ${body}`;
+    return `${head} ${KIND_NAMES[frame.kind]} ${frame.action ?? '?'} [${frame.id}]${elapsed} ${bodyOf(frame)}`;
   }
 
   close() {
