@@ -20,7 +20,20 @@ enum class EOpcode : uint8_t { EContinuation = 0, EText = 1, EBinary = 2 };
 
 enum class EConnectionState : uint8_t { EConnecting = 0, EOpen = 1, EClosing = 2, EClosed = 3 };
 
-const char* ConnectionStateName(EConnectionState state);
+inline const char* ConnectionStateName(EConnectionState state)
+{
+  switch (state) {
+    case EConnectionState::EConnecting:
+      return "connecting";
+    case EConnectionState::EOpen:
+      return "open";
+    case EConnectionState::EClosing:
+      return "closing";
+    case EConnectionState::EClosed:
+      return "closed";
+  }
+  return "unknown";
+}
 
 // Called on the thread that is in IWebsocketPPWrapper::run.
 struct SConnectionHandlers {

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+// The name of a websocket close code (RFC 6455 section 7.4) as log lines show it; "Unknown" for one without a name.
+std::string_view CloseCodeName(uint16_t code);
