@@ -1,5 +1,6 @@
 #include "src/components/ocpp.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/clock/timetext.h"
@@ -24,6 +25,8 @@ namespace {
 
 constexpr int64_t kDefaultHeartbeatInterval = 14400;  // seconds
 constexpr std::chrono::seconds kDefaultBlockingDuration{900};
+// A backoffice may order any number of seconds; beyond this one the clock's range would be left.
+constexpr std::chrono::seconds kLongestWait = std::chrono::hours(24 * 3650);
 
 // False, and a line in the log, when the payload cannot be formed.
 bool Prepare(COutCallOperationBase& operation, const COperationParameters& parameters)
@@ -385,8 +388,8 @@ void COcpp::ScheduleOcppHeartbeat(EBackofficeId id)
   int64_t interval = mSystemAccess.GetOcppConfigManager()->ReadInt(GetMutualKey("HeartbeatInterval", id));
   LOG_DEBUG("OcppHeartbeat is scheduled in {} seconds", interval);
   if (interval <= 0) interval = kDefaultHeartbeatInterval;
-  backoffice->GetHeartbeatTimer().Replace(
-      mWorker->AddCall([this, id] { SendHeartbeat(id); }, mClock.SteadyNow(), std::chrono::seconds(interval)));
+  backoffice->GetHeartbeatTimer().Replace(mWorker->AddCall([this, id] { SendHeartbeat(id); }, mClock.SteadyNow(),
+                                                           std::min(std::chrono::seconds(interval), kLongestWait)));
 }
 
 void COcpp::SendHeartbeat(EBackofficeId id)
@@ -416,8 +419,8 @@ void COcpp::SetOperationBlockingDuration(std::chrono::seconds duration, EBackoff
   auto& timer = backoffice->GetBlockingTimer();
   if (timer.IsSet()) LOG_WARNING("BlockingTimer is already scheduled. Override with new duration");
   if (duration.count() <= 0) duration = kDefaultBlockingDuration;
-  timer.Replace(mWorker->AddCall([this, id] { HandleBlockingExpiry(id); }, mClock.SteadyNow() + duration,
-                                 std::chrono::nanoseconds(0)));
+  timer.Replace(mWorker->AddCall([this, id] { HandleBlockingExpiry(id); },
+                                 mClock.SteadyNow() + std::min(duration, kLongestWait), std::chrono::nanoseconds(0)));
 }
 
 void COcpp::HandleBlockingExpiry(EBackofficeId id)

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/iipc/isessionmanager.h"
+#include "src/components/isessionclienthandler.h"
+
+class ISystemAccessInterface;
+
+// See ISessionClientHandler. The connector's state machine lives in the session manager; this class mirrors it, and
+// turns its session events into transactions.
+class CSessionClientHandler : public ISessionClientHandler {
+ public:
+  CSessionClientHandler(uint32_t connector, std::shared_ptr<ISessionManager> sessionManager,
+                        ISystemAccessInterface& systemAccess);
+
+  bool HandleAuthorizeRequest(const ipc::MAuthorizeRequest& request) override;
+  void DeauthorizeSession(EDeauthorizeReason reason) override;
+  std::string GetAuthorizeHandle() override;
+  bool ReserveConnector(const std::string& idTag, int64_t reservationId, const std::string& expiry) override;
+  bool SetConnectorAvailability(bool operative) override;
+  bool SetMessageStorageAvailable(bool available) override;
+  bool RequestUnlock(uint32_t connector) override;
+  bool SetExternalChargeApproval(bool approved, EBackofficeId backofficeId) override;
+  void SetParentIdTag(const std::string& parentIdTag) override;
+  void HandleStateChanged(const ipc::MConnectorState& state) override;
+  void HandleSessionStarted(const ipc::MMeterData& meterData) override;
+  void HandleSessionStopped(const ipc::MMeterData& meterData, uint32_t reason) override;
+  void Init() override;
+  int32_t GetConnectorState() override;
+  bool IsSessionActive() override;
+  bool IsCharging() override;
+  int64_t GetTransactionId() override;
+  void SetTransactionId(int64_t id) override;
+  void ClearTransactionId() override;
+  std::string GetSessionIdTag() override;
+  bool IsReportable(int32_t state) override;
+  int32_t MapToSystemState(int32_t state) override;
+
+ private:
+  // Runs `call`; false, and a line in the log, when the session manager cannot be reached.
+  bool Reach(const std::function<void()>& call) const;
+  bool Request(const std::function<ipc::MResult()>& call) const;
+  void StoreOpenedTransaction(bool opened) const;
+
+  // Constant after construction.
+  const uint32_t mConnector;
+  const std::string mLogPrefix;
+  const std::shared_ptr<ISessionManager> mSessionManager;
+  ISystemAccessInterface& mSystemAccess;
+
+  // True across a restart of the process during a session, until that session stops. Written by Init and on the
+  // notification thread.
+  std::atomic<bool> mHasOpenTransaction{false};
+};
