@@ -23,9 +23,9 @@ class Station {
   static async open({ id = 'CP1', password = Buffer.from([10, 11]), protocols = ['ocpp1.6'], ca = true, port = system.port } = {}) {
     const station = new Station();
     station.received = [];
-    station.socket = new WebSocket(`wss://localhost:${port}/ocpp/${id}`, protocols, {
+    station.socket = new WebSocket(`wss://127.0.0.1:${port}/ocpp/${id}`, protocols, {
       headers: { Authorization: `Basic ${Buffer.concat([Buffer.from(`${id}:`), password]).toString('base64')}` },
-      ...(ca && { ca: fs.readFileSync(system.caFile) }), lookup: (host, options, callback) => callback(null, [{ address: '127.0.0.1', family: 4 }]),
+      ...(ca && { ca: fs.readFileSync(system.caFile) }),
     });
     station.socket.on('message', (data) => station.received.push(data.toString()));
     station.closed = new Promise((resolve) => { station.socket.on('close', (code, reason) => resolve({ code, reason: reason.toString() })); });
