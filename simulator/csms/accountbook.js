@@ -28,7 +28,11 @@ export function registerSamples(meterValue) {
     for (const sample of entry.sampledValue ?? []) {
       if ((sample.measurand ?? REGISTER) !== REGISTER || sample.format === 'SignedData') continue;
       const factor = sample.unit === 'kWh' ? 1000 : 1;
-      samples.push({ timestamp: entry.timestamp, energyWh: Number(sample.value) * factor, context: sample.context ?? 'Sample.Periodic' });
+      samples.push({
+        timestamp: entry.timestamp,
+        energyWh: Number(sample.value) * factor,
+        context: sample.context ?? 'Sample.Periodic',
+      });
     }
   }
   return samples;
@@ -64,7 +68,9 @@ export class AccountBook {
     }
     this.repeats.push({ station, action, messageId, answered: known.answered });
     if (known.action !== action || withoutTransactionId(known.payload) !== withoutTransactionId(payload)) {
-      this.#problems.push(problem('message-id', `message id ${messageId} came again with another content (${known.action}, ${action})`));
+      this.#problems.push(
+        problem('message-id', `message id ${messageId} came again with another content (${known.action}, ${action})`),
+      );
     }
     return known;
   }
@@ -80,8 +86,17 @@ export class AccountBook {
     const repeat = this.#repeat('StartTransaction', station, messageId, payload);
     if (repeat) return repeat.transactionId;
     const transactionId = this.#next++;
-    const session = { transactionId, station, messageId, connectorId: payload.connectorId, idTag: payload.idTag, start: payload,
-      samples: [], stop: null, order: [this.#arrival++] };
+    const session = {
+      transactionId,
+      station,
+      messageId,
+      connectorId: payload.connectorId,
+      idTag: payload.idTag,
+      start: payload,
+      samples: [],
+      stop: null,
+      order: [this.#arrival++],
+    };
     this.sessions.set(transactionId, session);
     this.#messages.get(`${station} ${messageId}`).transactionId = transactionId;
     return transactionId;
@@ -98,7 +113,8 @@ export class AccountBook {
     }
     const session = this.#sessionOf(station, payload, 'MeterValues');
     if (!session) return;
-    if (session.stop) this.#problems.push(problem('order', `MeterValues ${messageId} came after the StopTransaction`, session));
+    if (session.stop)
+      this.#problems.push(problem('order', `MeterValues ${messageId} came after the StopTransaction`, session));
     session.samples.push(...samples);
     session.order.push(arrival);
   }
@@ -110,7 +126,9 @@ export class AccountBook {
     const session = this.#sessionOf(station, payload, 'StopTransaction');
     if (!session) return;
     if (session.stop) {
-      this.#problems.push(problem('billed-once', `transaction ${session.transactionId} was stopped under two message ids`, session));
+      this.#problems.push(
+        problem('billed-once', `transaction ${session.transactionId} was stopped under two message ids`, session),
+      );
       return;
     }
     session.stop = payload;
@@ -120,15 +138,25 @@ export class AccountBook {
   #sessionOf(station, payload, action) {
     const session = this.sessions.get(payload.transactionId);
     if (!session) {
-      this.#problems.push(problem('id-known', `${action} names transaction ${payload.transactionId}, which was never given out`));
+      this.#problems.push(
+        problem('id-known', `${action} names transaction ${payload.transactionId}, which was never given out`),
+      );
       return null;
     }
     if (session.station !== station) {
-      this.#problems.push(problem('id-known', `${action} of ${station} names transaction ${payload.transactionId} of ${session.station}`));
+      this.#problems.push(
+        problem('id-known', `${action} of ${station} names transaction ${payload.transactionId} of ${session.station}`),
+      );
       return null;
     }
     if (payload.connectorId !== undefined && payload.connectorId !== session.connectorId) {
-      this.#problems.push(problem('id-known', `${action} names connector ${payload.connectorId}, the transaction runs on ${session.connectorId}`, session));
+      this.#problems.push(
+        problem(
+          'id-known',
+          `${action} names connector ${payload.connectorId}, the transaction runs on ${session.connectorId}`,
+          session,
+        ),
+      );
     }
     return session;
   }
@@ -141,7 +169,8 @@ export class AccountBook {
   check({ allowOpen = false } = {}) {
     const problems = [...this.#problems];
     for (const session of this.sessions.values()) {
-      if (!session.stop && !allowOpen) problems.push(problem('billed-once', `transaction ${session.transactionId} was never stopped`, session));
+      if (!session.stop && !allowOpen)
+        problems.push(problem('billed-once', `transaction ${session.transactionId} was never stopped`, session));
       checkEnergy(session, problems);
       checkTimes(session, problems);
       checkTags(session, problems);
@@ -153,9 +182,15 @@ export class AccountBook {
 
 function summary(session) {
   return {
-    transactionId: session.transactionId, station: session.station, connectorId: session.connectorId, idTag: session.idTag,
-    started: session.start.timestamp, stopped: session.stop?.timestamp ?? null, reason: session.stop?.reason ?? null,
-    energyWh: session.stop ? session.stop.meterStop - session.start.meterStart : null, samples: session.samples.length,
+    transactionId: session.transactionId,
+    station: session.station,
+    connectorId: session.connectorId,
+    idTag: session.idTag,
+    started: session.start.timestamp,
+    stopped: session.stop?.timestamp ?? null,
+    reason: session.stop?.reason ?? null,
+    energyWh: session.stop ? session.stop.meterStop - session.start.meterStart : null,
+    samples: session.samples.length,
   };
 }
 
@@ -163,7 +198,8 @@ function summary(session) {
 function readings(session) {
   const list = [{ what: 'meterStart', energyWh: session.start.meterStart, timestamp: session.start.timestamp }];
   session.samples.forEach((sample, index) => list.push({ what: `meter value ${index + 1}`, ...sample }));
-  if (session.stop) list.push({ what: 'meterStop', energyWh: session.stop.meterStop, timestamp: session.stop.timestamp });
+  if (session.stop)
+    list.push({ what: 'meterStop', energyWh: session.stop.meterStop, timestamp: session.stop.timestamp });
   return list;
 }
 
@@ -171,13 +207,27 @@ function checkEnergy(session, problems) {
   const list = readings(session);
   for (let index = 1; index < list.length; index += 1) {
     if (!(list[index].energyWh >= list[index - 1].energyWh)) {
-      problems.push(problem('ascending', `${list[index].what} ${list[index].energyWh} Wh lies below ${list[index - 1].what} ${list[index - 1].energyWh} Wh`, session));
+      problems.push(
+        problem(
+          'ascending',
+          `${list[index].what} ${list[index].energyWh} Wh lies below ${list[index - 1].what} ${list[index - 1].energyWh} Wh`,
+          session,
+        ),
+      );
     }
   }
   for (const sample of registerSamples(session.stop?.transactionData)) {
-    const expected = { 'Transaction.Begin': session.start.meterStart, 'Transaction.End': session.stop.meterStop }[sample.context];
+    const expected = { 'Transaction.Begin': session.start.meterStart, 'Transaction.End': session.stop.meterStop }[
+      sample.context
+    ];
     if (expected !== undefined && sample.energyWh !== expected) {
-      problems.push(problem('transaction-data', `${sample.context} says ${sample.energyWh} Wh, the books say ${expected} Wh`, session));
+      problems.push(
+        problem(
+          'transaction-data',
+          `${sample.context} says ${sample.energyWh} Wh, the books say ${expected} Wh`,
+          session,
+        ),
+      );
     }
   }
 }
@@ -186,7 +236,13 @@ function checkTimes(session, problems) {
   const list = readings(session);
   for (let index = 1; index < list.length; index += 1) {
     if (!(Date.parse(list[index].timestamp) >= Date.parse(list[index - 1].timestamp))) {
-      problems.push(problem('time', `${list[index].what} at ${list[index].timestamp} lies before ${list[index - 1].what} at ${list[index - 1].timestamp}`, session));
+      problems.push(
+        problem(
+          'time',
+          `${list[index].what} at ${list[index].timestamp} lies before ${list[index - 1].what} at ${list[index - 1].timestamp}`,
+          session,
+        ),
+      );
     }
   }
 }
@@ -207,7 +263,13 @@ function checkSequence(sessions, problems) {
     const start = `${key} ${session.idTag} ${session.start.timestamp} ${session.start.meterStart}`;
     const twin = starts.get(start);
     if (twin) {
-      problems.push(problem('billed-once', `transactions ${twin.transactionId} and ${session.transactionId} are one session under two message ids`, session));
+      problems.push(
+        problem(
+          'billed-once',
+          `transactions ${twin.transactionId} and ${session.transactionId} are one session under two message ids`,
+          session,
+        ),
+      );
     }
     starts.set(start, session);
   }
@@ -219,12 +281,26 @@ function checkSequence(sessions, problems) {
 function checkNeighbours(before, after, problems) {
   if (!before.stop) return;
   if (after.start.meterStart < before.stop.meterStop) {
-    problems.push(problem('ascending', `meterStart ${after.start.meterStart} Wh lies below the meterStop ${before.stop.meterStop} Wh of transaction ${before.transactionId}`, after));
+    problems.push(
+      problem(
+        'ascending',
+        `meterStart ${after.start.meterStart} Wh lies below the meterStop ${before.stop.meterStop} Wh of transaction ${before.transactionId}`,
+        after,
+      ),
+    );
   }
   if (Date.parse(after.start.timestamp) < Date.parse(before.stop.timestamp)) {
-    problems.push(problem('time', `started at ${after.start.timestamp}, before transaction ${before.transactionId} had ended`, after));
+    problems.push(
+      problem(
+        'time',
+        `started at ${after.start.timestamp}, before transaction ${before.transactionId} had ended`,
+        after,
+      ),
+    );
   }
   if (after.order[0] < before.order.at(-1)) {
-    problems.push(problem('order', `StartTransaction came before transaction ${before.transactionId} was closed`, after));
+    problems.push(
+      problem('order', `StartTransaction came before transaction ${before.transactionId} was closed`, after),
+    );
   }
 }

@@ -16,15 +16,30 @@
 //   cut           'before', 'during' or 'after': the TCP connection breaks off, 'during' in the middle of the answer's frame
 //   times         how many CALLs the step serves (default 1; 0 stands for all)
 
-const MEMBERS = new Set(['status', 'payload', 'delayMs', 'silence', 'error', 'malformed', 'raw', 'wrongId', 'twice', 'close', 'cut', 'times']);
+const MEMBERS = new Set([
+  'status',
+  'payload',
+  'delayMs',
+  'silence',
+  'error',
+  'malformed',
+  'raw',
+  'wrongId',
+  'twice',
+  'close',
+  'cut',
+  'times',
+]);
 const MALFORMED = new Set(['json', 'payload', 'schema', 'arity']);
 const CUTS = new Set(['before', 'during', 'after']);
 
 function checkStep(step) {
   for (const member of Object.keys(step)) {
-    if (!MEMBERS.has(member)) throw new TypeError(`unknown member "${member}" of a scripted answer; known: ${[...MEMBERS].join(', ')}`);
+    if (!MEMBERS.has(member))
+      throw new TypeError(`unknown member "${member}" of a scripted answer; known: ${[...MEMBERS].join(', ')}`);
   }
-  if (step.malformed !== undefined && !MALFORMED.has(step.malformed)) throw new TypeError(`malformed is one of ${[...MALFORMED].join(', ')}`);
+  if (step.malformed !== undefined && !MALFORMED.has(step.malformed))
+    throw new TypeError(`malformed is one of ${[...MALFORMED].join(', ')}`);
   if (step.cut !== undefined && !CUTS.has(step.cut)) throw new TypeError(`cut is one of ${[...CUTS].join(', ')}`);
   return step;
 }
@@ -56,7 +71,9 @@ export class Scripts {
   }
 
   describe() {
-    return Object.fromEntries([...this.#steps].map(([action, list]) => [action, list.map(({ step, left }) => ({ ...step, left }))]));
+    return Object.fromEntries(
+      [...this.#steps].map(([action, list]) => [action, list.map(({ step, left }) => ({ ...step, left }))]),
+    );
   }
 }
 

@@ -40,7 +40,14 @@ export class CentralSystem extends EventEmitter {
   constructor(options = {}) {
     super();
     this.setMaxListeners(0);
-    this.options = { state: 'build/csms', names: ['localhost', '127.0.0.1'], stations: {}, tls: {}, strict: true, ...options };
+    this.options = {
+      state: 'build/csms',
+      names: ['localhost', '127.0.0.1'],
+      stations: {},
+      tls: {},
+      strict: true,
+      ...options,
+    };
     this.isStrict = this.options.strict;
     this.log = new WireLog({ file: path.join(this.options.state, 'wire.log'), ...options.log });
     this.book = new AccountBook();
@@ -104,8 +111,14 @@ export class CentralSystem extends EventEmitter {
       const { server } = ensureCertificates(state, names);
       files = { cert: server.certificateFile, key: server.keyFile, ...tls };
     }
-    const listener = new Listener({ ...(host && { host }), ...(port && { port }), path: this.#path, tls: files,
-      passwords: this.passwords, anyStation: this.options.anyStation });
+    const listener = new Listener({
+      ...(host && { host }),
+      ...(port && { port }),
+      path: this.#path,
+      tls: files,
+      passwords: this.passwords,
+      anyStation: this.options.anyStation,
+    });
     listener.on('open', (websocket, details) => this.#opened(websocket, details));
     listener.on('refused', (refusal) => {
       this.refusals.push({ ...refusal, time: Date.now() });
@@ -126,7 +139,8 @@ export class CentralSystem extends EventEmitter {
 
   #opened(websocket, details) {
     const station = this.station(details.station);
-    if (details.subprotocol !== SUBPROTOCOL) this.log.note(details.station, `subprotocols offered: ${details.offered || 'none'}`);
+    if (details.subprotocol !== SUBPROTOCOL)
+      this.log.note(details.station, `subprotocols offered: ${details.offered || 'none'}`);
     station.attach(websocket, details);
     this.emit('connect', station);
     this.emit('change');
@@ -195,7 +209,8 @@ export class CentralSystem extends EventEmitter {
       },
       SecurityEventNotification: nothing,
       StartTransaction: (payload, call) => ({
-        transactionId: this.book.start(call.station.id, call.id, payload), idTagInfo: this.#idTagInfo(payload.idTag),
+        transactionId: this.book.start(call.station.id, call.id, payload),
+        idTagInfo: this.#idTagInfo(payload.idTag),
       }),
       StatusNotification: nothing,
       StopTransaction: (payload, call) => {
@@ -238,11 +253,15 @@ export class CentralSystem extends EventEmitter {
 
   /** The frames that match: {station, direction, action, kind, after (index)} or a function. */
   frames(match = {}) {
-    const test = typeof match === 'function' ? match : (frame) => (match.station === undefined || frame.station === match.station)
-      && (match.direction === undefined || frame.direction === match.direction)
-      && (match.action === undefined || frame.action === match.action)
-      && (match.kind === undefined || frame.kind === match.kind)
-      && (match.after === undefined || frame.index > match.after);
+    const test =
+      typeof match === 'function'
+        ? match
+        : (frame) =>
+            (match.station === undefined || frame.station === match.station) &&
+            (match.direction === undefined || frame.direction === match.direction) &&
+            (match.action === undefined || frame.action === match.action) &&
+            (match.kind === undefined || frame.kind === match.kind) &&
+            (match.after === undefined || frame.index > match.after);
     return this.log.frames.filter(test);
   }
 
@@ -263,6 +282,9 @@ export class CentralSystem extends EventEmitter {
 
   /** Resolves with the first CALL of `action` after `after` (an index, default: from the beginning). */
   waitForCall(action, { after = -1, station, timeoutMs, where = () => true } = {}) {
-    return this.waitFor(() => this.calls(action, { after, station }).find(where), { timeoutMs, what: `a ${action} of the station` });
+    return this.waitFor(() => this.calls(action, { after, station }).find(where), {
+      timeoutMs,
+      what: `a ${action} of the station`,
+    });
   }
 }

@@ -14,7 +14,8 @@ function openssl(args, input) {
 }
 
 function makeKey(file, type) {
-  const algorithm = type === 'rsa' ? ['RSA', '-pkeyopt', 'rsa_keygen_bits:2048'] : ['EC', '-pkeyopt', 'ec_paramgen_curve:P-256'];
+  const algorithm =
+    type === 'rsa' ? ['RSA', '-pkeyopt', 'rsa_keygen_bits:2048'] : ['EC', '-pkeyopt', 'ec_paramgen_curve:P-256'];
   openssl(['genpkey', '-algorithm', ...algorithm, '-out', file]);
   fs.chmodSync(file, 0o600);
 }
@@ -32,14 +33,33 @@ export function subjectAltNames(names) {
  * Makes an authority in `folder` unless it holds one.
  * @returns {{certificateFile: string, keyFile: string}}
  */
-export function ensureAuthority(folder, { name = 'ca', commonName = 'Simulated central system CA', keyType = 'ec' } = {}) {
+export function ensureAuthority(
+  folder,
+  { name = 'ca', commonName = 'Simulated central system CA', keyType = 'ec' } = {},
+) {
   fs.mkdirSync(folder, { recursive: true });
   const certificateFile = path.join(folder, `${name}.pem`);
   const keyFile = path.join(folder, `${name}.key`);
   if (fs.existsSync(certificateFile) && fs.existsSync(keyFile)) return { certificateFile, keyFile };
   makeKey(keyFile, keyType);
-  openssl(['req', '-x509', '-new', '-key', keyFile, '-sha256', '-days', '3650', '-subj', `/O=secc simulator/CN=${commonName}`,
-    '-addext', 'basicConstraints=critical,CA:TRUE', '-addext', 'keyUsage=critical,keyCertSign,cRLSign', '-out', certificateFile]);
+  openssl([
+    'req',
+    '-x509',
+    '-new',
+    '-key',
+    keyFile,
+    '-sha256',
+    '-days',
+    '3650',
+    '-subj',
+    `/O=secc simulator/CN=${commonName}`,
+    '-addext',
+    'basicConstraints=critical,CA:TRUE',
+    '-addext',
+    'keyUsage=critical,keyCertSign,cRLSign',
+    '-out',
+    certificateFile,
+  ]);
   return { certificateFile, keyFile };
 }
 
@@ -48,16 +68,43 @@ export function ensureAuthority(folder, { name = 'ca', commonName = 'Simulated c
  * @param {object} options `folder`, `name` (file stem), `hosts` (names and addresses), `authority`, `keyType` 'ec' or 'rsa'.
  * @returns {{certificateFile: string, keyFile: string}} the certificate file also holds the authority's certificate.
  */
-export function issueServerCertificate({ folder, name = 'server', hosts, authority = null, keyType = 'ec', days = 365 }) {
+export function issueServerCertificate({
+  folder,
+  name = 'server',
+  hosts,
+  authority = null,
+  keyType = 'ec',
+  days = 365,
+}) {
   fs.mkdirSync(folder, { recursive: true });
   const certificateFile = path.join(folder, `${name}.pem`);
   const keyFile = path.join(folder, `${name}.key`);
-  const extensions = ['-addext', `subjectAltName=${subjectAltNames(hosts)}`, '-addext', 'extendedKeyUsage=serverAuth',
-    '-addext', 'basicConstraints=critical,CA:FALSE'];
+  const extensions = [
+    '-addext',
+    `subjectAltName=${subjectAltNames(hosts)}`,
+    '-addext',
+    'extendedKeyUsage=serverAuth',
+    '-addext',
+    'basicConstraints=critical,CA:FALSE',
+  ];
   makeKey(keyFile, keyType);
   const signer = authority ? ['-CA', authority.certificateFile, '-CAkey', authority.keyFile] : [];
-  openssl(['req', '-x509', '-new', '-key', keyFile, ...signer, '-sha256', '-days', String(days),
-    '-subj', `/O=secc simulator/CN=${hosts[0]}`, ...extensions, '-out', certificateFile]);
+  openssl([
+    'req',
+    '-x509',
+    '-new',
+    '-key',
+    keyFile,
+    ...signer,
+    '-sha256',
+    '-days',
+    String(days),
+    '-subj',
+    `/O=secc simulator/CN=${hosts[0]}`,
+    ...extensions,
+    '-out',
+    certificateFile,
+  ]);
   if (authority) fs.appendFileSync(certificateFile, fs.readFileSync(authority.certificateFile));
   return { certificateFile, keyFile };
 }
@@ -66,7 +113,9 @@ function isUsable(certificateFile, keyFile, hosts) {
   if (!fs.existsSync(certificateFile) || !fs.existsSync(keyFile)) return false;
   const certificate = new X509Certificate(fs.readFileSync(certificateFile));
   if (new Date(certificate.validTo).getTime() - Date.now() < RENEW_BEFORE_MS) return false;
-  return hosts.every((host) => (isIpAddress(host) ? certificate.checkIP(host) : certificate.checkHost(host)) !== undefined);
+  return hosts.every(
+    (host) => (isIpAddress(host) ? certificate.checkIP(host) : certificate.checkHost(host)) !== undefined,
+  );
 }
 
 /** The authority and the server certificate of `folder`, made at the first call or when they no longer serve. */

@@ -11,8 +11,16 @@ export const KIND_NAMES = { [CALL]: 'CALL', [CALLRESULT]: 'CALLRESULT', [CALLERR
 
 // OCPP-J 1.6, 4.2.3: the error codes, spelled as published.
 export const ERROR_CODES = new Set([
-  'NotImplemented', 'NotSupported', 'InternalError', 'ProtocolError', 'SecurityError', 'FormationViolation',
-  'PropertyConstraintViolation', 'OccurenceConstraintViolation', 'TypeConstraintViolation', 'GenericError',
+  'NotImplemented',
+  'NotSupported',
+  'InternalError',
+  'ProtocolError',
+  'SecurityError',
+  'FormationViolation',
+  'PropertyConstraintViolation',
+  'OccurenceConstraintViolation',
+  'TypeConstraintViolation',
+  'GenericError',
 ]);
 
 // OCPP-J 1.6, 4.1.4: a message id has at most 36 characters.
@@ -26,13 +34,19 @@ export class SchemaViolation extends Error {
   }
 }
 
-const PUBLISHED_CODE = { FormatViolation: 'FormationViolation', OccurrenceConstraintViolation: 'OccurenceConstraintViolation' };
+const PUBLISHED_CODE = {
+  FormatViolation: 'FormationViolation',
+  OccurrenceConstraintViolation: 'OccurenceConstraintViolation',
+};
 
 function validate(schemaId, payload) {
   try {
     validator.validate(schemaId, payload);
   } catch (error) {
-    throw new SchemaViolation(PUBLISHED_CODE[error.rpcErrorCode] ?? error.rpcErrorCode ?? 'GenericError', error.message);
+    throw new SchemaViolation(
+      PUBLISHED_CODE[error.rpcErrorCode] ?? error.rpcErrorCode ?? 'GenericError',
+      error.message,
+    );
   }
 }
 
@@ -67,7 +81,8 @@ function envelopeProblem(frame) {
   if (kind === CALL && (typeof frame[2] !== 'string' || frame[2].length === 0)) return 'action is no text';
   if (kind === CALLERROR) {
     if (!ERROR_CODES.has(frame[2])) return `unknown error code ${JSON.stringify(frame[2])}`;
-    if (typeof frame[3] !== 'string' || frame[3].length > 255) return 'error description is no text of at most 255 characters';
+    if (typeof frame[3] !== 'string' || frame[3].length > 255)
+      return 'error description is no text of at most 255 characters';
   }
   return isObject(frame.at(-1)) ? null : 'payload is no JSON object';
 }

@@ -79,7 +79,8 @@ export class Listener extends EventEmitter {
     super();
     this.#options = { host: '127.0.0.1', port: 0, path: '/ocpp', anyStation: false, ...options };
     this.#websockets = new WebSocketServer({
-      noServer: true, maxPayload: MAX_FRAME_BYTES,
+      noServer: true,
+      maxPayload: MAX_FRAME_BYTES,
       handleProtocols: (offered, request) => pickSubprotocol(offered, request.door),
     });
   }
@@ -112,7 +113,9 @@ export class Listener extends EventEmitter {
   /** Stops listening and breaks off what is connected. */
   async stop() {
     if (!this.#tcp) return;
-    const closed = new Promise((resolve) => { this.#tcp.close(resolve); });
+    const closed = new Promise((resolve) => {
+      this.#tcp.close(resolve);
+    });
     for (const socket of this.#sockets) socket.destroy();
     this.#server.close();
     this.#tcp = null;
@@ -123,7 +126,12 @@ export class Listener extends EventEmitter {
     const { tls } = this.#options;
     if (!tls) return http.createServer();
     const { cert, key, ...rest } = tls;
-    return https.createServer({ minVersion: 'TLSv1.2', ...rest, cert: fs.readFileSync(cert), key: fs.readFileSync(key) });
+    return https.createServer({
+      minVersion: 'TLSv1.2',
+      ...rest,
+      cert: fs.readFileSync(cert),
+      key: fs.readFileSync(key),
+    });
   }
 
   #useDoor() {
@@ -157,14 +165,18 @@ export class Listener extends EventEmitter {
     const station = url.startsWith(`${path}/`) ? url.slice(path.length + 1) : null;
     const refuse = (status, reason, headers = {}) => {
       this.emit('refused', { station, status, reason });
-      const lines = Object.entries({ Connection: 'close', 'Content-Length': 0, ...headers }).map(([name, value]) => `${name}: ${value}\r\n`);
+      const lines = Object.entries({ Connection: 'close', 'Content-Length': 0, ...headers }).map(
+        ([name, value]) => `${name}: ${value}\r\n`,
+      );
       socket.end(`HTTP/1.1 ${status} ${http.STATUS_CODES[status] ?? ''}\r\n${lines.join('')}\r\n`);
     };
     if (door.mode === 'http') return refuse(door.status ?? 503, 'as the door was set', door.headers);
     if (!station || station.includes('/')) return refuse(404, `path ${request.url} is not served`);
     const credentials = decodeBasic(request.headers.authorization);
     if (!this.#mayEnter(station, credentials)) {
-      return refuse(401, credentials ? 'wrong user or password' : 'no credentials', { 'WWW-Authenticate': 'Basic realm="ocpp"' });
+      return refuse(401, credentials ? 'wrong user or password' : 'no credentials', {
+        'WWW-Authenticate': 'Basic realm="ocpp"',
+      });
     }
     return this.#open(request, socket, head, station, door);
   }
@@ -172,9 +184,16 @@ export class Listener extends EventEmitter {
   #open(request, socket, head, station, door) {
     request.door = door;
     this.#websockets.handleUpgrade(request, socket, head, (websocket) => {
-      const tls = socket.getProtocol ? { version: socket.getProtocol(), cipher: socket.getCipher().standardName } : null;
-      this.emit('open', websocket, { station, path: request.url, subprotocol: websocket.protocol, tls,
-        offered: request.headers['sec-websocket-protocol'] ?? '' });
+      const tls = socket.getProtocol
+        ? { version: socket.getProtocol(), cipher: socket.getCipher().standardName }
+        : null;
+      this.emit('open', websocket, {
+        station,
+        path: request.url,
+        subprotocol: websocket.protocol,
+        tls,
+        offered: request.headers['sec-websocket-protocol'] ?? '',
+      });
     });
     return true;
   }

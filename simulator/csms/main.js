@@ -10,10 +10,25 @@ import { REPOSITORY } from '../lib/packages.js';
 const OPTIONS = {
   listen: { type: 'string', value: 'HOST', default: '127.0.0.1', help: 'address to listen on' },
   port: { type: 'string', value: 'PORT', default: '9443', help: 'TCP port; 0 takes any' },
-  name: { type: 'string', value: 'NAME', multiple: true, help: 'host name or address in the certificate, repeatable (default localhost and 127.0.0.1)' },
+  name: {
+    type: 'string',
+    value: 'NAME',
+    multiple: true,
+    help: 'host name or address in the certificate, repeatable (default localhost and 127.0.0.1)',
+  },
   path: { type: 'string', value: 'PATH', default: '/ocpp', help: 'path in front of the station id' },
-  state: { type: 'string', value: 'FOLDER', default: path.join(REPOSITORY, 'build/csms'), help: 'folder of the authority, the certificate and the wire log' },
-  station: { type: 'string', value: 'ID:HEX', multiple: true, help: 'a station and its password in hexadecimal digits, repeatable' },
+  state: {
+    type: 'string',
+    value: 'FOLDER',
+    default: path.join(REPOSITORY, 'build/csms'),
+    help: 'folder of the authority, the certificate and the wire log',
+  },
+  station: {
+    type: 'string',
+    value: 'ID:HEX',
+    multiple: true,
+    help: 'a station and its password in hexadecimal digits, repeatable',
+  },
   anyone: { type: 'boolean', help: 'let every station in, whatever its password' },
   interval: { type: 'string', value: 'SECONDS', default: '300', help: 'heartbeat interval given to stations' },
   plain: { type: 'boolean', help: 'without TLS' },
@@ -23,23 +38,33 @@ const OPTIONS = {
 };
 
 function stationsOf(list = []) {
-  return Object.fromEntries(list.map((entry) => {
-    const colon = entry.lastIndexOf(':');
-    if (colon < 1) throw new Error(`--station ${entry}: ID:HEX expected`);
-    return [entry.slice(0, colon), entry.slice(colon + 1)];
-  }));
+  return Object.fromEntries(
+    list.map((entry) => {
+      const colon = entry.lastIndexOf(':');
+      if (colon < 1) throw new Error(`--station ${entry}: ID:HEX expected`);
+      return [entry.slice(0, colon), entry.slice(colon + 1)];
+    }),
+  );
 }
 
 async function main() {
   const options = readOptions(OPTIONS, {
-    usage: 'usage: node simulator/csms/main.js [OPTION]...\n\nA central system for OCPP 1.6-J stations, on TLS with an authority of its own. Commands are read from standard input.',
+    usage:
+      'usage: node simulator/csms/main.js [OPTION]...\n\nA central system for OCPP 1.6-J stations, on TLS with an authority of its own. Commands are read from standard input.',
     footer: `\nCommands:\n${makeCommands(null).help()}\n`,
   });
   if (!options) return;
   const system = new CentralSystem({
-    state: options.state, host: options.listen, port: Number(options.port), path: options.path, strict: !options.lenient,
-    ...(options.name && { names: options.name }), stations: stationsOf(options.station), anyStation: options.anyone,
-    tls: options.plain ? false : {}, log: { print: options.quiet ? null : (line) => console.log(line) },
+    state: options.state,
+    host: options.listen,
+    port: Number(options.port),
+    path: options.path,
+    strict: !options.lenient,
+    ...(options.name && { names: options.name }),
+    stations: stationsOf(options.station),
+    anyStation: options.anyone,
+    tls: options.plain ? false : {},
+    log: { print: options.quiet ? null : (line) => console.log(line) },
   });
   system.setBoot({ status: 'Accepted', interval: Number(options.interval) });
   await system.start();

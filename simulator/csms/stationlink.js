@@ -61,9 +61,13 @@ export class StationLink extends EventEmitter {
     this.connection = connection;
     this.connections.push(connection);
     this.#system.log.note(this.id, `connected, subprotocol ${subprotocol || 'none'}, ${tls ? tls.version : 'no TLS'}`);
-    websocket.on('message', (data, isBinary) => this.#receive(isBinary ? `binary frame of ${data.length} bytes` : data.toString('utf8'), isBinary));
+    websocket.on('message', (data, isBinary) =>
+      this.#receive(isBinary ? `binary frame of ${data.length} bytes` : data.toString('utf8'), isBinary),
+    );
     websocket.on('error', (error) => this.#system.log.note(this.id, `websocket error: ${error.message}`));
-    websocket.on('ping', () => { connection.pings = (connection.pings ?? 0) + 1; });
+    websocket.on('ping', () => {
+      connection.pings = (connection.pings ?? 0) + 1;
+    });
     websocket.on('close', (code, reason) => this.#detach(websocket, connection, code, reason.toString()));
     this.emit('change');
   }
@@ -74,7 +78,8 @@ export class StationLink extends EventEmitter {
     if (websocket === this.#socket) {
       this.#socket = null;
       this.connection = null;
-      for (const { reject } of this.#outgoing.values()) reject(new Error(`connection ended (${code}) before the answer`));
+      for (const { reject } of this.#outgoing.values())
+        reject(new Error(`connection ended (${code}) before the answer`));
       this.#outgoing.clear();
     }
     this.emit('change');
@@ -190,7 +195,8 @@ export class StationLink extends EventEmitter {
       return;
     }
     try {
-      if (this.#system.isStrict && waiting.action && frames.isKnownAction(waiting.action)) frames.checkConfirmation(waiting.action, frame.payload);
+      if (this.#system.isStrict && waiting.action && frames.isKnownAction(waiting.action))
+        frames.checkConfirmation(waiting.action, frame.payload);
     } catch (error) {
       this.#violate(frame, error.message);
     }
@@ -208,16 +214,28 @@ export class StationLink extends EventEmitter {
         return this.#refuse(frame, error.code, error.message);
       }
     }
-    if (this.registration !== null && this.registration !== 'Accepted' && frame.action !== 'BootNotification' && !this.#system.isTriggered(this.id, frame.action)) {
+    if (
+      this.registration !== null &&
+      this.registration !== 'Accepted' &&
+      frame.action !== 'BootNotification' &&
+      !this.#system.isTriggered(this.id, frame.action)
+    ) {
       this.#violate(frame, `${frame.action} while the registration is ${this.registration}`);
     }
-    return this.#answer(frame).catch((error) => this.#system.log.note(this.id, `no answer to ${frame.action} [${frame.id}]: ${error.message}`));
+    return this.#answer(frame).catch((error) =>
+      this.#system.log.note(this.id, `no answer to ${frame.action} [${frame.id}]: ${error.message}`),
+    );
   }
 
   #noteOverlap(frame) {
     const earlier = this.#unanswered;
     if (earlier && frame.time - earlier.time < ANSWER_PATIENCE_MS) {
-      this.overlaps.push({ action: frame.action, id: frame.id, behind: { action: earlier.action, id: earlier.id }, afterMs: frame.time - earlier.time });
+      this.overlaps.push({
+        action: frame.action,
+        id: frame.id,
+        behind: { action: earlier.action, id: earlier.id },
+        afterMs: frame.time - earlier.time,
+      });
     }
     this.#unanswered = frame;
   }
@@ -253,7 +271,12 @@ export class StationLink extends EventEmitter {
     const error = typeof step.error === 'string' ? { code: step.error } : step.error;
     if (step.delayMs) await pause(step.delayMs);
     if (this.#socket !== socket) return;
-    const text = frames.writeError(step.wrongId ? randomUUID() : frame.id, error.code, error.description ?? '', error.details ?? {});
+    const text = frames.writeError(
+      step.wrongId ? randomUUID() : frame.id,
+      error.code,
+      error.description ?? '',
+      error.details ?? {},
+    );
     this.#transmit(text);
     if (step.twice) this.#transmit(text);
     this.#settled(frame);
@@ -266,7 +289,8 @@ export class StationLink extends EventEmitter {
     let text = frames.writeResult(id, payload);
     if (step.malformed) text = malformedText(step.malformed, id, payload);
     if (step.raw) text = step.raw.replaceAll('{id}', frame.id);
-    if (plain && this.#system.isStrict && typeof step.payload !== 'function') frames.checkConfirmation(frame.action, payload);
+    if (plain && this.#system.isStrict && typeof step.payload !== 'function')
+      frames.checkConfirmation(frame.action, payload);
     if (step.cut === 'during') return this.#cutDuring(text);
     this.#transmit(text);
     if (step.twice) this.#transmit(text);
@@ -286,7 +310,9 @@ export class StationLink extends EventEmitter {
   /** Sends the first half of a websocket frame and breaks the connection off. */
   #cutDuring(text) {
     const socket = this.#requireSocket();
-    const frame = Buffer.concat(Sender.frame(Buffer.from(text), { fin: true, opcode: 1, mask: false, readOnly: false, rsv1: false }));
+    const frame = Buffer.concat(
+      Sender.frame(Buffer.from(text), { fin: true, opcode: 1, mask: false, readOnly: false, rsv1: false }),
+    );
     this.#system.log.note(this.id, 'answer cut off in the middle');
     socket._socket.write(frame.subarray(0, Math.ceil(frame.length / 2)), () => socket.terminate());
   }

@@ -73,7 +73,8 @@ export class WireLog {
   format(frame) {
     const arrow = frame.direction === 'in' ? '->' : '<-';
     const head = `${new Date(frame.time).toISOString()} ${frame.station} ${arrow}`;
-    if (frame.problem || !(frame.kind in KIND_NAMES)) return `${head} INVALID (${frame.problem}) ${redactText(shorten(frame.text)).replace(/[\r\n]/g, ' ')}`;
+    if (frame.problem || !(frame.kind in KIND_NAMES))
+      return `${head} INVALID (${frame.problem}) ${redactText(shorten(frame.text)).replace(/[\r\n]/g, ' ')}`;
     const elapsed = frame.elapsedMs === undefined ? '' : ` +${frame.elapsedMs}ms`;
     return `${head} ${KIND_NAMES[frame.kind]} ${frame.action ?? '?'} [${frame.id}]${elapsed} ${bodyOf(frame)}`;
   }

@@ -20,7 +20,11 @@ const STOP_MS = 5000;
 
 const OPTIONS = {
   keep: { type: 'boolean', help: 'leave it running, and print how to talk to it' },
-  csms: { type: 'string', value: 'URL', help: "somebody's own central system, as wss://host:port/path (without the station id)" },
+  csms: {
+    type: 'string',
+    value: 'URL',
+    help: "somebody's own central system, as wss://host:port/path (without the station id)",
+  },
   id: { type: 'string', value: 'ID', default: STATION_ID, help: 'id of the station there' },
   password: { type: 'string', value: 'HEX', help: 'its password in hexadecimal digits' },
   ca: { type: 'string', value: 'FILE', help: 'certificate of the authority that the station must trust' },
@@ -47,7 +51,10 @@ async function startStation(story, { uri, id, password, trust }) {
 
 async function stopStation(story, { station, secc }) {
   const outcome = await secc.interrupt({ timeoutMs: STOP_MS });
-  story.expect(outcome.status === 0, `secc stopped on SIGINT with status ${outcome.status ?? `none (signal ${outcome.signal})`} after ${outcome.tookMs} ms.`);
+  story.expect(
+    outcome.status === 0,
+    `secc stopped on SIGINT with status ${outcome.status ?? `none (signal ${outcome.signal})`} after ${outcome.tookMs} ms.`,
+  );
   await station.stop();
 }
 
@@ -56,22 +63,40 @@ async function tellOnline(story, system, station) {
   const link = system.station(STATION_ID);
   await station.waitForEnabled({ timeoutMs: 15000 });
   story.tell('Its supervisor took it through Disable and Enable.', { states: station.supervisor.reports.join(', ') });
-  const connection = await system.waitFor(() => link.connection, { timeoutMs: 20000, what: 'a connection of the station' });
-  story.tell('The station connected.', { subprotocol: connection.subprotocol, TLS: `${connection.tls.version}, ${connection.tls.cipher}` });
+  const connection = await system.waitFor(() => link.connection, {
+    timeoutMs: 20000,
+    what: 'a connection of the station',
+  });
+  story.tell('The station connected.', {
+    subprotocol: connection.subprotocol,
+    TLS: `${connection.tls.version}, ${connection.tls.cipher}`,
+  });
   const boot = await system.waitForCall('BootNotification', { timeoutMs: 10000 });
   story.tell('It registered with BootNotification.', boot.payload);
   await system.waitFor(() => link.registration === 'Accepted', { timeoutMs: 5000, what: 'the acceptance' });
   story.tell('It was accepted.', { heartbeatInterval: `${HEARTBEAT_SECONDS} s` });
-  const beats = await system.waitFor(() => (system.calls('Heartbeat').length >= 2 ? system.calls('Heartbeat') : null),
-    { timeoutMs: (3 * HEARTBEAT_SECONDS + 5) * 1000, what: 'two heartbeats' });
+  const beats = await system.waitFor(() => (system.calls('Heartbeat').length >= 2 ? system.calls('Heartbeat') : null), {
+    timeoutMs: (3 * HEARTBEAT_SECONDS + 5) * 1000,
+    what: 'two heartbeats',
+  });
   story.tell('Two heartbeats came.', { apart: `${((beats[1].time - beats[0].time) / 1000).toFixed(1)} s` });
 }
 
 async function tellRefusals(story, system) {
-  const asked = [['FooBar', {}, 'NotImplemented', 'An action that OCPP does not know'],
-    ['CancelReservation', { reservationId: 1 }, 'NotSupported', 'CancelReservation, which this station does not offer,']];
+  const asked = [
+    ['FooBar', {}, 'NotImplemented', 'An action that OCPP does not know'],
+    [
+      'CancelReservation',
+      { reservationId: 1 },
+      'NotSupported',
+      'CancelReservation, which this station does not offer,',
+    ],
+  ];
   for (const [action, payload, code, what] of asked) {
-    const answer = await system.call(STATION_ID, action, payload, { timeoutMs: 5000 }).then(() => 'a result', (error) => error.code ?? error.message);
+    const answer = await system.call(STATION_ID, action, payload, { timeoutMs: 5000 }).then(
+      () => 'a result',
+      (error) => error.code ?? error.message,
+    );
     story.expect(answer === code, `${what} was answered with ${answer}.`);
   }
 }
@@ -87,17 +112,28 @@ It is left running; Ctrl-C ends it.
 }
 
 async function untilInterrupted(secc) {
-  await Promise.race([new Promise((resolve) => {
-    process.once('SIGINT', resolve);
-    process.once('SIGTERM', resolve);
-  }), secc.exited]);
+  await Promise.race([
+    new Promise((resolve) => {
+      process.once('SIGINT', resolve);
+      process.once('SIGTERM', resolve);
+    }),
+    secc.exited,
+  ]);
 }
 
 async function ownCentralSystem(story, keep) {
-  const system = await new CentralSystem({ state: path.join(FOLDER, 'csms'), stations: { [STATION_ID]: PASSWORD } }).start();
+  const system = await new CentralSystem({
+    state: path.join(FOLDER, 'csms'),
+    stations: { [STATION_ID]: PASSWORD },
+  }).start();
   system.setBoot({ status: 'Accepted', interval: HEARTBEAT_SECONDS });
   story.tell('Started a central system.', { url: `${system.url}/${STATION_ID}` });
-  const parts = await startStation(story, { uri: system.uri, id: STATION_ID, password: PASSWORD, trust: [system.caFile] });
+  const parts = await startStation(story, {
+    uri: system.uri,
+    id: STATION_ID,
+    password: PASSWORD,
+    trust: [system.caFile],
+  });
   try {
     await tellOnline(story, system, parts.station);
     await tellRefusals(story, system);
@@ -109,8 +145,10 @@ async function ownCentralSystem(story, keep) {
       await Promise.all([central.close(), siblings.close()]);
     }
     await stopStation(story, parts);
-    story.expect(system.violations.length === 0,
-      `Every frame was valid by the published schemas (${system.log.frames.length} frames, ${system.violations.length} violations).`);
+    story.expect(
+      system.violations.length === 0,
+      `Every frame was valid by the published schemas (${system.log.frames.length} frames, ${system.violations.length} violations).`,
+    );
   } finally {
     await parts.secc.kill();
     await parts.station.stop();
@@ -133,7 +171,9 @@ async function foreignCentralSystem(story, { csms, id, password, ca, keep }) {
     story.tell('The central system answered its BootNotification.', { status: /Status: OCPP (\w+)/.exec(answer)[1] });
     if (keep) {
       const siblings = await serveCommands(makeStationCommands(station));
-      console.log(`\nIt is left running; Ctrl-C ends it.\n  log of secc:  ${secc.logFile}\n  the station:  curl http://127.0.0.1:${siblings.port}/`);
+      console.log(
+        `\nIt is left running; Ctrl-C ends it.\n  log of secc:  ${secc.logFile}\n  the station:  curl http://127.0.0.1:${siblings.port}/`,
+      );
       await untilInterrupted(secc);
       await siblings.close();
     }
@@ -145,7 +185,10 @@ async function foreignCentralSystem(story, { csms, id, password, ca, keep }) {
 }
 
 async function main() {
-  const options = readOptions(OPTIONS, { usage: 'usage: tools/demo [OPTION]...\n\nShows a charging station coming online. Without options it brings its own central system.' });
+  const options = readOptions(OPTIONS, {
+    usage:
+      'usage: tools/demo [OPTION]...\n\nShows a charging station coming online. Without options it brings its own central system.',
+  });
   if (!options) return;
   const story = new Story();
   try {

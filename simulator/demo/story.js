@@ -26,12 +26,22 @@ export class Story {
     console.log(`\nFAILED: ${text}`);
     if (!fs.existsSync(logFile)) return;
     console.log(`The last lines of ${logFile}:`);
-    console.log(fs.readFileSync(logFile, 'utf8').trimEnd().split('\n').slice(-LAST_LINES).map((line) => `  ${line}`).join('\n'));
+    console.log(
+      fs
+        .readFileSync(logFile, 'utf8')
+        .trimEnd()
+        .split('\n')
+        .slice(-LAST_LINES)
+        .map((line) => `  ${line}`)
+        .join('\n'),
+    );
   }
 
   /** The last sentence; gives the exit status. */
   end() {
-    console.log(this.#failures === 0 ? '\nThe demo went well.' : `\nThe demo did not go well: ${this.#failures} failure(s).`);
+    console.log(
+      this.#failures === 0 ? '\nThe demo went well.' : `\nThe demo did not go well: ${this.#failures} failure(s).`,
+    );
     return this.#failures === 0 ? 0 : 1;
   }
 }

@@ -19,7 +19,9 @@ export class ManualClock {
     this.after = (milliseconds, run) => {
       const call = { due: this.#now + milliseconds, run };
       this.#calls.push(call);
-      return () => { this.#calls = this.#calls.filter((entry) => entry !== call); };
+      return () => {
+        this.#calls = this.#calls.filter((entry) => entry !== call);
+      };
     };
   }
 

@@ -21,7 +21,7 @@ export function splitLine(line) {
       break;
     }
     const match = /^"((?:[^"\\]|\\.)*)"|^'([^']*)'|^(\S+)/.exec(rest);
-    words.push(match[1] !== undefined ? JSON.parse(`"${match[1]}"`) : match[2] ?? match[3]);
+    words.push(match[1] !== undefined ? JSON.parse(`"${match[1]}"`) : (match[2] ?? match[3]));
     rest = rest.slice(match[0].length).trim();
   }
   return words;
@@ -120,9 +120,10 @@ export async function serveCommands(table, { port = 0 } = {}) {
   });
   return {
     port: server.address().port,
-    close: () => new Promise((resolve) => {
-      server.close(resolve);
-      server.closeAllConnections();
-    }),
+    close: () =>
+      new Promise((resolve) => {
+        server.close(resolve);
+        server.closeAllConnections();
+      }),
   };
 }

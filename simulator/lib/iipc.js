@@ -36,9 +36,18 @@ let contract = null;
 /** The loaded contract: `interfaces` by name and `enums` by name, each with its numbers by value name. */
 export function loadContract(folder = PROTO_FOLDER) {
   if (contract) return contract;
-  const files = fs.readdirSync(folder).filter((file) => file.endsWith('.proto')).map((file) => path.join(folder, file));
+  const files = fs
+    .readdirSync(folder)
+    .filter((file) => file.endsWith('.proto'))
+    .map((file) => path.join(folder, file));
   const definition = protoLoader.loadSync(files, {
-    includeDirs: [folder], longs: Number, enums: Number, defaults: true, arrays: true, oneofs: true, keepCase: true,
+    includeDirs: [folder],
+    longs: Number,
+    enums: Number,
+    defaults: true,
+    arrays: true,
+    oneofs: true,
+    keepCase: true,
   });
   const interfaces = {};
   const enums = {};
@@ -83,7 +92,12 @@ function readDocument(file) {
  */
 export function readDirectory(root) {
   const { services } = readDocument(path.join(root, 'etc/iipc.json')) ?? {};
-  return Object.fromEntries(Object.keys(SERVICES).map((name) => [name, absoluteAddress(root, services?.[name] ?? `unix:run/secc/${name}.sock`)]));
+  return Object.fromEntries(
+    Object.keys(SERVICES).map((name) => [
+      name,
+      absoluteAddress(root, services?.[name] ?? `unix:run/secc/${name}.sock`),
+    ]),
+  );
 }
 
 function absoluteAddress(root, address) {
@@ -99,7 +113,8 @@ function reachable(address) {
   const file = address.slice('unix:'.length);
   if (Buffer.byteLength(file) <= MAX_SOCKET_PATH) return address;
   const folder = path.dirname(file);
-  if (!openFolders.has(folder)) openFolders.set(folder, fs.openSync(folder, fs.constants.O_RDONLY | fs.constants.O_DIRECTORY));
+  if (!openFolders.has(folder))
+    openFolders.set(folder, fs.openSync(folder, fs.constants.O_RDONLY | fs.constants.O_DIRECTORY));
   return `unix:/proc/self/fd/${openFolders.get(folder)}/${path.basename(file)}`;
 }
 
@@ -150,7 +165,9 @@ export class ServiceServer extends EventEmitter {
     server.addService(definition, this.#implementation(definition));
     this.#removeSocket();
     await new Promise((resolve, reject) => {
-      server.bindAsync(reachable(this.address), grpc.ServerCredentials.createInsecure(), (error) => (error ? reject(error) : resolve()));
+      server.bindAsync(reachable(this.address), grpc.ServerCredentials.createInsecure(), (error) =>
+        error ? reject(error) : resolve(),
+      );
     });
     this.#server = server;
   }
@@ -168,7 +185,8 @@ export class ServiceServer extends EventEmitter {
   /** @param {string} method @param {CallScript} script */
   script(method, script) {
     const definition = loadContract().interfaces[SERVICES[this.name]];
-    if (!definition[method]) throw new Error(`${this.name} has no method ${method}; it has ${Object.keys(definition).join(', ')}`);
+    if (!definition[method])
+      throw new Error(`${this.name} has no method ${method}; it has ${Object.keys(definition).join(', ')}`);
     const list = this.#scripts.get(method) ?? [];
     list.push({ ...script, left: script.times ?? 1 });
     this.#scripts.set(method, list);
@@ -235,7 +253,8 @@ export class ServiceServer extends EventEmitter {
     try {
       const handler = this.methods[method];
       const own = handler ? await handler(request) : null;
-      if (own === null && script.answer === undefined) callback({ code: grpc.status.UNIMPLEMENTED, details: `${method} is not served` });
+      if (own === null && script.answer === undefined)
+        callback({ code: grpc.status.UNIMPLEMENTED, details: `${method} is not served` });
       else callback(null, script.answer ?? own);
     } catch (error) {
       callback({ code: grpc.status.INTERNAL, details: error.message });
@@ -291,7 +310,9 @@ export class ServiceClient extends EventEmitter {
   /** Calls a unary method. */
   call(method, request = {}, { timeoutMs = 5000 } = {}) {
     return new Promise((resolve, reject) => {
-      this.#client[method](request, { deadline: Date.now() + timeoutMs }, (error, answer) => (error ? reject(error) : resolve(answer)));
+      this.#client[method](request, { deadline: Date.now() + timeoutMs }, (error, answer) =>
+        error ? reject(error) : resolve(answer),
+      );
     });
   }
 

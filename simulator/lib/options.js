@@ -7,7 +7,9 @@ import { parseArgs } from 'node:util';
  */
 export function readOptions(table, { usage, footer = '' }) {
   const options = { ...table, help: { type: 'boolean', help: 'show this text and end' } };
-  const config = Object.fromEntries(Object.entries(options).map(([name, { type, multiple = false }]) => [name, { type, multiple }]));
+  const config = Object.fromEntries(
+    Object.entries(options).map(([name, { type, multiple = false }]) => [name, { type, multiple }]),
+  );
   let values;
   try {
     ({ values } = parseArgs({ options: config }));
@@ -19,13 +21,19 @@ export function readOptions(table, { usage, footer = '' }) {
     process.stdout.write(`${usage}\n\n${optionsText(options)}\n${footer}`);
     return null;
   }
-  const defaults = Object.fromEntries(Object.entries(table).filter(([, entry]) => entry.default !== undefined).map(([name, entry]) => [name, entry.default]));
+  const defaults = Object.fromEntries(
+    Object.entries(table)
+      .filter(([, entry]) => entry.default !== undefined)
+      .map(([name, entry]) => [name, entry.default]),
+  );
   return { ...defaults, ...values };
 }
 
 function optionsText(options) {
   const rows = Object.entries(options).map(([name, { value, help, default: fallback }]) => [
-    `--${name}${value ? ` ${value}` : ''}`, `${help}${fallback !== undefined ? ` (default ${fallback})` : ''}`]);
+    `--${name}${value ? ` ${value}` : ''}`,
+    `${help}${fallback !== undefined ? ` (default ${fallback})` : ''}`,
+  ]);
   const width = Math.max(...rows.map(([left]) => left.length));
   return rows.map(([left, right]) => `  ${left.padEnd(width)}  ${right}`).join('\n');
 }

@@ -6,7 +6,9 @@ import { fileURLToPath } from 'node:url';
 
 export const REPOSITORY = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 
-const places = [path.join(REPOSITORY, 'build/node/'), path.join(REPOSITORY, 'simulator/')].map((folder) => createRequire(folder));
+const places = [path.join(REPOSITORY, 'build/node/'), path.join(REPOSITORY, 'simulator/')].map((folder) =>
+  createRequire(folder),
+);
 
 function load(name) {
   for (const require of places) {

@@ -18,7 +18,18 @@ const ROOT_WITHIN = '/station/';
 const MAX_LOG_BYTES = 64 * 1024 * 1024;
 
 /** Files of the machine's /etc that name resolution and TLS need. */
-const ETC_FILES = ['hosts', 'host.conf', 'nsswitch.conf', 'resolv.conf', 'gai.conf', 'services', 'protocols', 'localtime', 'passwd', 'group'];
+const ETC_FILES = [
+  'hosts',
+  'host.conf',
+  'nsswitch.conf',
+  'resolv.conf',
+  'gai.conf',
+  'services',
+  'protocols',
+  'localtime',
+  'passwd',
+  'group',
+];
 const ETC_FOLDERS = ['ssl', 'ca-certificates', 'ld.so.conf.d'];
 /** Folders of the machine that programs need, read-only. On most systems all but /usr are links into it. */
 const SYSTEM_FOLDERS = ['/usr', '/lib', '/lib64', '/lib32', '/bin', '/sbin'];
@@ -26,7 +37,10 @@ const SYSTEM_FOLDERS = ['/usr', '/lib', '/lib64', '/lib32', '/bin', '/sbin'];
 /** Where the program was built; `SECC` in the environment names another. */
 export function seccProgram() {
   const program = process.env.SECC ?? path.join(REPOSITORY, 'build/release/src/secc/secc');
-  if (!fs.existsSync(program)) throw new Error(`${program} is not there; build it with: cmake --preset release && cmake --build --preset release --target secc`);
+  if (!fs.existsSync(program))
+    throw new Error(
+      `${program} is not there; build it with: cmake --preset release && cmake --build --preset release --target secc`,
+    );
   return path.resolve(program);
 }
 
@@ -53,7 +67,15 @@ export class StationRoot {
     this.folder = path.resolve(folder);
     this.systemTrust = systemTrust;
     fs.rmSync(this.folder, { recursive: true, force: true });
-    for (const part of ['etc', 'data/ssl/certs', 'data/log', 'data/config', 'tmp', 'run/secc', 'usr/share/secc/config']) {
+    for (const part of [
+      'etc',
+      'data/ssl/certs',
+      'data/log',
+      'data/config',
+      'tmp',
+      'run/secc',
+      'usr/share/secc/config',
+    ]) {
       fs.mkdirSync(path.join(this.folder, part), { recursive: true });
     }
     for (const file of ETC_FILES) copyIfPresent(path.join('/etc', file), this.path('etc', file));
@@ -113,9 +135,20 @@ export class StationRoot {
     args.push('--bind', this.path('etc'), '/etc');
     for (const folder of ETC_FOLDERS) {
       const hidden = folder === 'ssl' && !this.systemTrust;
-      if (fs.existsSync(path.join('/etc', folder)) && !hidden) args.push('--ro-bind', path.join('/etc', folder), path.join('/etc', folder));
+      if (fs.existsSync(path.join('/etc', folder)) && !hidden)
+        args.push('--ro-bind', path.join('/etc', folder), path.join('/etc', folder));
     }
-    args.push('--bind', this.path('data'), '/data', '--bind', this.path('tmp'), '/tmp', '--bind', this.folder, ROOT_WITHIN.slice(0, -1));
+    args.push(
+      '--bind',
+      this.path('data'),
+      '/data',
+      '--bind',
+      this.path('tmp'),
+      '/tmp',
+      '--bind',
+      this.folder,
+      ROOT_WITHIN.slice(0, -1),
+    );
     args.push('--proc', '/proc', '--dev', '/dev', '--chdir', '/');
     return args;
   }
@@ -125,9 +158,17 @@ export class StationRoot {
    * @param {object} [options] `args` (default -v and the root); `program`; `environment`; `log`: appended to
    * @returns {SeccProcess}
    */
-  startSecc({ args = ['-v', '-r', ROOT_WITHIN], program = seccProgram(), environment = {}, log = this.path('secc.log') } = {}) {
+  startSecc({
+    args = ['-v', '-r', ROOT_WITHIN],
+    program = seccProgram(),
+    environment = {},
+    log = this.path('secc.log'),
+  } = {}) {
     const within = '/secc';
-    return new SeccProcess([...this.#namespace(), '--ro-bind', program, within, '--info-fd', '3', '--', within, ...args], { environment, log });
+    return new SeccProcess(
+      [...this.#namespace(), '--ro-bind', program, within, '--info-fd', '3', '--', within, ...args],
+      { environment, log },
+    );
   }
 }
 
@@ -149,7 +190,11 @@ export class SeccProcess extends EventEmitter {
     const file = fs.openSync(log, 'a');
     this.logFile = log;
     // A group of its own: Ctrl-C at a terminal is for the caller, which then ends this process in order.
-    this.#child = spawn('bwrap', args, { detached: true, stdio: ['ignore', 'pipe', 'pipe', 'pipe'], env: { PATH: '/usr/bin:/bin', LANG: 'C.UTF-8', TZ: 'UTC', ...environment } });
+    this.#child = spawn('bwrap', args, {
+      detached: true,
+      stdio: ['ignore', 'pipe', 'pipe', 'pipe'],
+      env: { PATH: '/usr/bin:/bin', LANG: 'C.UTF-8', TZ: 'UTC', ...environment },
+    });
     this.#readInfo(this.#child.stdio[3]);
     for (const stream of [this.#child.stdout, this.#child.stderr]) this.#readLines(stream, file);
     this.exited = new Promise((resolve) => {
@@ -169,7 +214,9 @@ export class SeccProcess extends EventEmitter {
 
   #readInfo(stream) {
     let text = '';
-    stream.on('data', (chunk) => { text += chunk; });
+    stream.on('data', (chunk) => {
+      text += chunk;
+    });
     stream.on('end', () => {
       const match = /"child-pid"\s*:\s*(\d+)/.exec(text);
       if (match) this.#pid = Number(match[1]);
@@ -191,7 +238,9 @@ export class SeccProcess extends EventEmitter {
         this.emit('line', line);
       }
     });
-    stream.on('end', () => { if (rest.length > 0) this.lines.push(rest); });
+    stream.on('end', () => {
+      if (rest.length > 0) this.lines.push(rest);
+    });
   }
 
   #end(outcome, file, resolve) {
@@ -205,7 +254,10 @@ export class SeccProcess extends EventEmitter {
 
   /** Sends a signal to the process itself. */
   async signal(name) {
-    await waitOn(this, 'line', () => this.#pid !== null || this.ended, { timeoutMs: 5000, what: 'the process to be started' });
+    await waitOn(this, 'line', () => this.#pid !== null || this.ended, {
+      timeoutMs: 5000,
+      what: 'the process to be started',
+    });
     if (!this.ended) process.kill(this.#pid, name);
   }
 
@@ -230,7 +282,8 @@ export class SeccProcess extends EventEmitter {
     const test = typeof part === 'string' ? (line) => line.includes(part) : (line) => part.test(line);
     const probe = () => {
       const line = this.lines.slice(from).find(test);
-      if (line === undefined && this.ended) throw new Error(`secc ended (${JSON.stringify(this.ended)}) before the line "${part}"`);
+      if (line === undefined && this.ended)
+        throw new Error(`secc ended (${JSON.stringify(this.ended)}) before the line "${part}"`);
       return line;
     };
     return waitOn(this, 'line', probe, { timeoutMs, what: `the line "${part}" of secc` });
@@ -244,7 +297,10 @@ export class SeccProcess extends EventEmitter {
 
   /** Number of threads, and of open descriptors. */
   resources() {
-    return { threads: fs.readdirSync(`/proc/${this.#pid}/task`).length, descriptors: fs.readdirSync(`/proc/${this.#pid}/fd`).length };
+    return {
+      threads: fs.readdirSync(`/proc/${this.#pid}/task`).length,
+      descriptors: fs.readdirSync(`/proc/${this.#pid}/fd`).length,
+    };
   }
 }
 

@@ -34,5 +34,7 @@ export function waitOn(emitter, event, probe, { timeoutMs = 10000, what = 'an ev
 
 /** Resolves after `milliseconds`. */
 export function pause(milliseconds) {
-  return new Promise((resolve) => { setTimeout(resolve, milliseconds); });
+  return new Promise((resolve) => {
+    setTimeout(resolve, milliseconds);
+  });
 }

@@ -44,7 +44,13 @@ export class Board extends EventEmitter {
 export class SafetyController extends EventEmitter {
   constructor() {
     super();
-    this.status = { state: 3, relay1_temperature: 24, relay2_temperature: 23.5, eld_temperature: 25, mcu_temperature: 26 };
+    this.status = {
+      state: 3,
+      relay1_temperature: 24,
+      relay2_temperature: 23.5,
+      eld_temperature: 25,
+      mcu_temperature: 26,
+    };
   }
 
   /** @param {object} temperatures members of MMcuStatus in degrees Celsius; null takes one away */

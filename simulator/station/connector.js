@@ -15,22 +15,46 @@ import { EventEmitter } from 'node:events';
 import { randomUUID } from 'node:crypto';
 
 export const State = Object.freeze({
-  Unknown: 0, Available: 1, Unavailable: 2, Reserved: 3, PreparingPluggedIn: 4, PreparingAuthorized: 5, Charging: 6,
-  SuspendedByEv: 7, SuspendedByEvse: 8, Finishing: 9, Faulted: 10, Starting: 11, Stopping: 12,
+  Unknown: 0,
+  Available: 1,
+  Unavailable: 2,
+  Reserved: 3,
+  PreparingPluggedIn: 4,
+  PreparingAuthorized: 5,
+  Charging: 6,
+  SuspendedByEv: 7,
+  SuspendedByEvse: 8,
+  Finishing: 9,
+  Faulted: 10,
+  Starting: 11,
+  Stopping: 12,
 });
 
 /** EStopSessionReason of the contract. */
 export const StopReason = Object.freeze({
-  DeAuthorized: 0, EmergencyStop: 1, EvDisconnected: 2, HardReset: 3, Local: 4, Other: 5, PowerLoss: 6, Reboot: 7,
-  Remote: 8, SoftReset: 9, UnlockCommand: 10,
+  DeAuthorized: 0,
+  EmergencyStop: 1,
+  EvDisconnected: 2,
+  HardReset: 3,
+  Local: 4,
+  Other: 5,
+  PowerLoss: 6,
+  Reboot: 7,
+  Remote: 8,
+  SoftReset: 9,
+  UnlockCommand: 10,
 });
 
 const DEAUTHORIZE_STOP_ENERGY = 2;
 const DEAUTHORIZE_UNLOCK = 4;
 // EDeauthorizeReason of the contract: with which reason the session ends.
 const REASON_OF_DEAUTHORIZE = {
-  1: StopReason.DeAuthorized, 3: StopReason.Remote, 4: StopReason.UnlockCommand, 5: StopReason.HardReset,
-  6: StopReason.SoftReset, 9: StopReason.DeAuthorized,
+  1: StopReason.DeAuthorized,
+  3: StopReason.Remote,
+  4: StopReason.UnlockCommand,
+  5: StopReason.HardReset,
+  6: StopReason.SoftReset,
+  9: StopReason.DeAuthorized,
 };
 
 const IN_SESSION = new Set([State.Charging, State.SuspendedByEv, State.SuspendedByEvse]);
@@ -87,7 +111,14 @@ export class Connector extends EventEmitter {
   /** What must survive a restart. */
   save() {
     const inSession = IN_SESSION.has(this.state) || this.state === State.Starting;
-    return { plugged: this.plugged, operative: this.operative, approved: this.approved, energyStopped: this.energyStopped, inSession, user: inSession ? this.user : null };
+    return {
+      plugged: this.plugged,
+      operative: this.operative,
+      approved: this.approved,
+      energyStopped: this.energyStopped,
+      inSession,
+      user: inSession ? this.user : null,
+    };
   }
 
   /** A session that a restart interrupted goes on: through Starting, without a new one being told of. */
@@ -100,8 +131,9 @@ export class Connector extends EventEmitter {
 
   /** The identification of the session: also while it stops and until its user has gone. */
   get idTag() {
-    if (this.user && (this.inSession || this.state === State.Starting || this.state === State.PreparingAuthorized)) return this.user.idTag;
-    return [State.Stopping, State.Finishing].includes(this.state) ? this.last?.idTag ?? '' : '';
+    if (this.user && (this.inSession || this.state === State.Starting || this.state === State.PreparingAuthorized))
+      return this.user.idTag;
+    return [State.Stopping, State.Finishing].includes(this.state) ? (this.last?.idTag ?? '') : '';
   }
 
   get inSession() {
@@ -120,7 +152,8 @@ export class Connector extends EventEmitter {
     this.plugged = true;
     this.emit('changed');
     if (this.state === State.PreparingAuthorized) this.#start();
-    else if (this.state === State.Available || (this.state === State.Reserved && this.reservation === null)) this.#enter(State.PreparingPluggedIn);
+    else if (this.state === State.Available || (this.state === State.Reserved && this.reservation === null))
+      this.#enter(State.PreparingPluggedIn);
     return true;
   }
 

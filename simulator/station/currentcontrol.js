@@ -38,7 +38,11 @@ export class CurrentControl extends EventEmitter {
   get limit() {
     const limits = [...this.#limits.values()];
     const lowest = limits.reduce((one, other) => (other.current < one.current ? other : one));
-    return { source: lowest.source, current: lowest.current, phases: Math.min(...limits.map(({ phases }) => phases ?? 3)) };
+    return {
+      source: lowest.source,
+      current: lowest.current,
+      phases: Math.min(...limits.map(({ phases }) => phases ?? 3)),
+    };
   }
 
   get limits() {

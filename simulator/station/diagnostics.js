@@ -48,7 +48,8 @@ export class Diagnostics extends EventEmitter {
     this.emit('signal', stamped);
     const kind = kindOf(stamped.identifier);
     if (kind === Kind.Event) this.emit('report', { signal: stamped, type: { type: kind } });
-    else if (kind !== null && this.#setActive(kind, stamped)) this.emit('report', { signal: stamped, type: { type: kind } });
+    else if (kind !== null && this.#setActive(kind, stamped))
+      this.emit('report', { signal: stamped, type: { type: kind } });
   }
 
   /** Raises an error or warning, or reports an event with its technical information. */
@@ -62,9 +63,11 @@ export class Diagnostics extends EventEmitter {
 
   #setActive(kind, signal) {
     const list = this.#active[kind];
-    const index = list.findIndex(({ identifier, connector }) => identifier === signal.identifier && connector === signal.connector);
+    const index = list.findIndex(
+      ({ identifier, connector }) => identifier === signal.identifier && connector === signal.connector,
+    );
     const raised = signal.bool_values?.[0] === true;
-    if (raised === (index >= 0)) return false;
+    if (raised === index >= 0) return false;
     if (raised) list.push(signal);
     else list.splice(index, 1);
     return true;
@@ -82,7 +85,10 @@ export class Diagnostics extends EventEmitter {
 
   /** All last values with the names of their signals. */
   all() {
-    return [...this.#last.values()].map((signal) => ({ name: enumText('ESignalIdentifier', signal.identifier), ...signal }));
+    return [...this.#last.values()].map((signal) => ({
+      name: enumText('ESignalIdentifier', signal.identifier),
+      ...signal,
+    }));
   }
 
   createFreezeFrame(tag) {

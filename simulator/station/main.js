@@ -6,7 +6,11 @@ import { runRepl, serveCommands } from '../lib/commands.js';
 import { readOptions } from '../lib/options.js';
 
 const OPTIONS = {
-  root: { type: 'string', value: 'FOLDER', help: 'root of the station: holds etc/iipc.json, and the state of the siblings' },
+  root: {
+    type: 'string',
+    value: 'FOLDER',
+    help: 'root of the station: holds etc/iipc.json, and the state of the siblings',
+  },
   phases: { type: 'string', value: '1|3', default: '3', help: 'phases of the station' },
   current: { type: 'string', value: 'AMPERE', default: '16', help: 'what the installation allows' },
   'fixed-cable': { type: 'boolean', help: 'a station without a socket' },
@@ -19,7 +23,8 @@ const OPTIONS = {
 
 async function main() {
   const options = readOptions(OPTIONS, {
-    usage: 'usage: node simulator/station/main.js --root FOLDER [OPTION]...\n\nThe sibling processes of secc and its supervisor. Commands are read from standard input.',
+    usage:
+      'usage: node simulator/station/main.js --root FOLDER [OPTION]...\n\nThe sibling processes of secc and its supervisor. Commands are read from standard input.',
     footer: `\nCommands:\n${makeCommands(null).help()}\n`,
   });
   if (!options) return;
@@ -28,8 +33,13 @@ async function main() {
     process.exit(2);
   }
   const station = new Station({
-    root: options.root, phases: Number(options.phases), maxCurrent: Number(options.current) * 1000,
-    fixedCable: options['fixed-cable'], autoAuthorize: options.free, signed: options.signed, drive: !options.watch,
+    root: options.root,
+    phases: Number(options.phases),
+    maxCurrent: Number(options.current) * 1000,
+    fixedCable: options['fixed-cable'],
+    autoAuthorize: options.free,
+    signed: options.signed,
+    drive: !options.watch,
   });
   if (!options.quiet) station.on('log', (text) => console.log(`${new Date().toISOString()} ${text}`));
   await station.start();

@@ -36,7 +36,16 @@ export class Meter extends EventEmitter {
    *   signed     true: gives a signed record at the end of a session
    *   saved      what `save` gave before the restart
    */
-  constructor({ clock, phases = 3, voltage = 230000, frequency = 50, powerFactor = 1, signed = false, version = '1.0', saved = {} }) {
+  constructor({
+    clock,
+    phases = 3,
+    voltage = 230000,
+    frequency = 50,
+    powerFactor = 1,
+    signed = false,
+    version = '1.0',
+    saved = {},
+  }) {
     super();
     this.#clock = clock;
     this.#phases = phases;
@@ -105,7 +114,14 @@ export class Meter extends EventEmitter {
   /** Notes the start of a session and gives the reading at that moment. */
   startSession(idTag) {
     const register = this.register;
-    this.#session = { number: (this.#sessions.at(-1)?.number ?? 0) + 1, start: register, startTime: this.#clock.now(), end: null, endTime: null, idTag };
+    this.#session = {
+      number: (this.#sessions.at(-1)?.number ?? 0) + 1,
+      start: register,
+      startTime: this.#clock.now(),
+      end: null,
+      endTime: null,
+      idTag,
+    };
     this.emit('changed');
     return this.reading();
   }
@@ -140,15 +156,24 @@ export class Meter extends EventEmitter {
   }
 
   #signedRecord(session) {
-    const record = { session: session.number, start: session.start, end: session.end, from: timeText(session.startTime), to: timeText(session.endTime), tag: session.idTag };
+    const record = {
+      session: session.number,
+      start: session.start,
+      end: session.end,
+      from: timeText(session.startTime),
+      to: timeText(session.endTime),
+      tag: session.idTag,
+    };
     return `SIM|${JSON.stringify(record)}|${checksum(JSON.stringify(record)).toString(16)}`;
   }
 
   /** An MMeterSessions of the contract. */
   storedSessions() {
     const sessions = this.#sessions.map((session) => ({
-      checksum: checksum(JSON.stringify(session)), session_number: session.number,
-      session_start_energy: session.start, session_start_time: timestampOf(session.startTime),
+      checksum: checksum(JSON.stringify(session)),
+      session_number: session.number,
+      session_start_energy: session.start,
+      session_start_time: timestampOf(session.startTime),
       ...(session.end !== null && { session_end_energy: session.end, session_end_time: timestampOf(session.endTime) }),
       ...(session.idTag && { auth_token: session.idTag }),
     }));

@@ -18,10 +18,16 @@ function isConnector(number) {
 export function makeMethods(station) {
   const { connector, meter, currentControl, diagnostics, board, safety } = station;
 
-  const answerAuthorization = (request) => verdict(connector.answer({
-    requestId: request.request_id, approved: request.approved === 1, parentId: request.parent_id,
-    token: request.user_identification?.token ?? '', source: request.user_identification?.details?.authorization_source ?? 0,
-  }));
+  const answerAuthorization = (request) =>
+    verdict(
+      connector.answer({
+        requestId: request.request_id,
+        approved: request.approved === 1,
+        parentId: request.parent_id,
+        token: request.user_identification?.token ?? '',
+        source: request.user_identification?.details?.authorization_source ?? 0,
+      }),
+    );
 
   return {
     SessionManager: {
@@ -31,8 +37,8 @@ export function makeMethods(station) {
         if (isConnector(number)) connector.deauthorize(reason);
         return {};
       },
-      ReserveConnector: ({ connector: number, id_tag: idTag, id, expiry_date: expiry }) => verdict(
-        isConnector(number) && expiry && connector.reserve({ idTag, id, until: timestampMs(expiry) })),
+      ReserveConnector: ({ connector: number, id_tag: idTag, id, expiry_date: expiry }) =>
+        verdict(isConnector(number) && expiry && connector.reserve({ idTag, id, until: timestampMs(expiry) })),
       SetConnectorAvailability: ({ connector: number, operative }) => {
         if (!isConnector(number)) return illegal;
         connector.setOperative(operative);
@@ -60,11 +66,15 @@ export function makeMethods(station) {
     SessionManagerAuth: { HandleAuthorizeRequest: answerAuthorization },
     Meter: { GetMeterData: () => meter.reading(), GetMeterSessions: () => meter.storedSessions() },
     CurrentControl: {
-      SetLimit: ({ source, current, phases, _current: given }) => verdict(given !== undefined && currentControl.set({ source, current, phases })),
+      SetLimit: ({ source, current, phases, _current: given }) =>
+        verdict(given !== undefined && currentControl.set({ source, current, phases })),
       ClearLimit: ({ source }) => verdict(currentControl.clear(source)),
       GetLimit: () => currentControl.limit,
     },
-    BoardControl: { Reset: ({ hard }) => verdict(board.reset(hard)), InstallFirmware: ({ initiator }) => verdict(board.install(initiator)) },
+    BoardControl: {
+      Reset: ({ hard }) => verdict(board.reset(hard)),
+      InstallFirmware: ({ initiator }) => verdict(board.install(initiator)),
+    },
     ChargeControlBasicCharge: { GetPilotStates: () => station.pilotStates() },
     Feedback: {
       TriggerEvent: ({ event, instance }) => {
@@ -93,7 +103,11 @@ export function makeMethods(station) {
 }
 
 function withoutEmptyLists(signal) {
-  return Object.fromEntries(Object.entries(signal).filter(([name, value]) => !name.startsWith('_') && !(Array.isArray(value) && value.length === 0)));
+  return Object.fromEntries(
+    Object.entries(signal).filter(
+      ([name, value]) => !name.startsWith('_') && !(Array.isArray(value) && value.length === 0),
+    ),
+  );
 }
 
 /** Ties the events of the station's parts to the notification streams. */
@@ -107,16 +121,43 @@ export function connectNotifications(station) {
   });
   connector.on('unlocked', () => send('ChargeControlBasicCharge', { socket_unlocked: { connector: 1 } }));
   connector.on('flow', (flows) => send('SafetyMcuComm', { relay_status: { state: flows ? 1 : 0 } }));
-  connector.on('authorize', ({ requestId, token }) => send('SessionManagerAuth', { authorize_id: { connector: station.tagConnector,
-    request: { request_id: requestId, connector: station.tagConnector, approved: 0, user_identification: { token, token_type: station.tokenType, details: { authorization_source: 0 } } } } }));
-  connector.on('authorized', ({ token }) => send('SessionManagerAuth', { authorize_id: { connector: 1,
-    request: { request_id: '', connector: 1, approved: 1,
-      user_identification: { token, token_type: station.tokenType, details: { authorization_source: enumeration('EAuthorizationSource').EAuthorizationSourceAutoAuthorize } } } } }));
+  connector.on('authorize', ({ requestId, token }) =>
+    send('SessionManagerAuth', {
+      authorize_id: {
+        connector: station.tagConnector,
+        request: {
+          request_id: requestId,
+          connector: station.tagConnector,
+          approved: 0,
+          user_identification: { token, token_type: station.tokenType, details: { authorization_source: 0 } },
+        },
+      },
+    }),
+  );
+  connector.on('authorized', ({ token }) =>
+    send('SessionManagerAuth', {
+      authorize_id: {
+        connector: 1,
+        request: {
+          request_id: '',
+          connector: 1,
+          approved: 1,
+          user_identification: {
+            token,
+            token_type: station.tokenType,
+            details: { authorization_source: enumeration('EAuthorizationSource').EAuthorizationSourceAutoAuthorize },
+          },
+        },
+      },
+    }),
+  );
   currentControl.on('limit', (limit) => send('CurrentControl', { limit_changed: limit }));
   diagnostics.on('report', (report) => send('Diagnostics', { signal_report: report }));
   diagnostics.on('freeze-frame', (file) => send('Diagnostics', { freeze_frame_done: { file_name: file } }));
   board.on('firmware', (status) => send('BoardControl', { fw_update_status: { status } }));
   board.on('mains-lost', () => send('BoardControl', { mains_lost: {} }));
   safety.on('temperatures', (status) => send('SafetyMcuComm', { mcu_temperatures: status }));
-  station.on('shown', ({ type, instance }) => send('Feedback', { event_shown: { event: { type }, instance: { instance } } }));
+  station.on('shown', ({ type, instance }) =>
+    send('Feedback', { event_shown: { event: { type }, instance: { instance } } }),
+  );
 }

@@ -59,18 +59,40 @@ export class Station extends EventEmitter {
     this.tokenType = options.tokenType ?? 1;
     /** What was shown to people: {type, instance, time}. */
     this.feedback = [];
-    this.meter = new Meter({ clock, phases, signed: options.signed, powerFactor: options.powerFactor, saved: saved.meter });
+    this.meter = new Meter({
+      clock,
+      phases,
+      signed: options.signed,
+      powerFactor: options.powerFactor,
+      saved: saved.meter,
+    });
     this.currentControl = new CurrentControl({ maxCurrent, phases });
-    this.connector = new Connector({ clock, times: options.times, saved: saved.connector, fixedCable: options.fixedCable, autoAuthorize: options.autoAuthorize });
+    this.connector = new Connector({
+      clock,
+      times: options.times,
+      saved: saved.connector,
+      fixedCable: options.fixedCable,
+      autoAuthorize: options.autoAuthorize,
+    });
     this.diagnostics = new Diagnostics({ clock, logFolder: options.logFolder ?? path.join(root, 'data/log') });
     this.board = new Board({ clock });
     this.safety = new SafetyController();
     const addresses = readDirectory(root);
     const methods = makeMethods(this);
     /** @type {Record<string, ServiceServer>} */
-    this.servers = Object.fromEntries(SIBLINGS.map((name) => [name, new ServiceServer(name, addresses[name], methods[name], {
-      greet: name === 'SessionManager' ? () => [{ state_changed: { state: this.connector.state } }] : () => [] })]));
-    this.supervisor = new Supervisor({ name: PROCESS_CONTROL, address: addresses[PROCESS_CONTROL], drive: options.drive ?? true });
+    this.servers = Object.fromEntries(
+      SIBLINGS.map((name) => [
+        name,
+        new ServiceServer(name, addresses[name], methods[name], {
+          greet: name === 'SessionManager' ? () => [{ state_changed: { state: this.connector.state } }] : () => [],
+        }),
+      ]),
+    );
+    this.supervisor = new Supervisor({
+      name: PROCESS_CONTROL,
+      address: addresses[PROCESS_CONTROL],
+      drive: options.drive ?? true,
+    });
     this.#connect();
   }
 
@@ -254,19 +276,36 @@ export class Station extends EventEmitter {
   pilotStates() {
     const { plugged, evReady } = this.connector;
     const cpState = plugged ? CP_STATE[evReady ? 'C' : 'B'] : CP_STATE.A;
-    return { cp_state: cpState, pp_state: plugged && !this.options.fixedCable ? PP_STATE[this.cable ?? 32] : PP_STATE.none };
+    return {
+      cp_state: cpState,
+      pp_state: plugged && !this.options.fixedCable ? PP_STATE[this.cable ?? 32] : PP_STATE.none,
+    };
   }
 
   describe() {
     const { connector, meter, currentControl, supervisor } = this;
     return {
       secc: { state: supervisor.stateText, alive: supervisor.alive, reports: supervisor.reports },
-      connector: { state: connector.state, name: STATE_NAMES[connector.state], plugged: connector.plugged, idTag: connector.idTag,
-        approved: connector.approved, operative: connector.operative, storageAvailable: connector.storageAvailable,
-        faults: [...connector.faults], reservation: connector.reservation, waiting: connector.waiting.length },
+      connector: {
+        state: connector.state,
+        name: STATE_NAMES[connector.state],
+        plugged: connector.plugged,
+        idTag: connector.idTag,
+        approved: connector.approved,
+        operative: connector.operative,
+        storageAvailable: connector.storageAvailable,
+        faults: [...connector.faults],
+        reservation: connector.reservation,
+        waiting: connector.waiting.length,
+      },
       meter: meter.reading(),
       limit: currentControl.limit,
-      services: Object.fromEntries(Object.entries(this.servers).map(([name, server]) => [name, { running: server.running, subscribers: server.subscribers }])),
+      services: Object.fromEntries(
+        Object.entries(this.servers).map(([name, server]) => [
+          name,
+          { running: server.running, subscribers: server.subscribers },
+        ]),
+      ),
       resets: this.board.resets,
     };
   }
@@ -277,11 +316,16 @@ export class Station extends EventEmitter {
   }
 
   waitForState(state, { timeoutMs } = {}) {
-    return this.waitFor(() => this.connector.state === state, { timeoutMs, what: `connector state ${STATE_NAMES[state]}` });
+    return this.waitFor(() => this.connector.state === state, {
+      timeoutMs,
+      what: `connector state ${STATE_NAMES[state]}`,
+    });
   }
 
   waitForEnabled({ timeoutMs } = {}) {
-    return this.waitFor(() => this.supervisor.isEnabled && this.servers.SessionManager.subscribers.length > 0,
-      { timeoutMs, what: 'secc to be Enabled' });
+    return this.waitFor(() => this.supervisor.isEnabled && this.servers.SessionManager.subscribers.length > 0, {
+      timeoutMs,
+      what: 'secc to be Enabled',
+    });
   }
 }

@@ -3,10 +3,34 @@ import { test } from 'node:test';
 import { AccountBook } from '../csms/accountbook.js';
 
 const at = (seconds) => new Date(Date.UTC(2030, 0, 1, 10, 0, seconds)).toISOString().replace('.000', '');
-const start = (seconds, meterStart, more = {}) => ({ connectorId: 1, idTag: 'TAG', meterStart, timestamp: at(seconds), ...more });
-const stop = (transactionId, seconds, meterStop, more = {}) => ({ transactionId, meterStop, timestamp: at(seconds), idTag: 'TAG', ...more });
-const values = (transactionId, seconds, energyWh, more = {}) => ({ connectorId: 1, transactionId, ...more,
-  meterValue: [{ timestamp: at(seconds), sampledValue: [{ value: '16.0', measurand: 'Current.Import', unit: 'A' }, { value: String(energyWh), measurand: 'Energy.Active.Import.Register', unit: 'Wh' }] }] });
+const start = (seconds, meterStart, more = {}) => ({
+  connectorId: 1,
+  idTag: 'TAG',
+  meterStart,
+  timestamp: at(seconds),
+  ...more,
+});
+const stop = (transactionId, seconds, meterStop, more = {}) => ({
+  transactionId,
+  meterStop,
+  timestamp: at(seconds),
+  idTag: 'TAG',
+  ...more,
+});
+const values = (transactionId, seconds, energyWh, more = {}) => ({
+  connectorId: 1,
+  transactionId,
+  ...more,
+  meterValue: [
+    {
+      timestamp: at(seconds),
+      sampledValue: [
+        { value: '16.0', measurand: 'Current.Import', unit: 'A' },
+        { value: String(energyWh), measurand: 'Energy.Active.Import.Register', unit: 'Wh' },
+      ],
+    },
+  ],
+});
 
 function rules(book, options) {
   return book.check(options).problems.map(({ rule }) => rule);
@@ -31,7 +55,10 @@ test('a repeat under the same message id is booked once and gets the same transa
   book.stop('CP1', 'm2', stop(-1, 12, 125));
   book.start('CP1', 'm1', start(0, 100));
   assert.equal(book.sessions.size, 1);
-  assert.deepEqual(book.repeats.map(({ answered }) => answered), [false, true]);
+  assert.deepEqual(
+    book.repeats.map(({ answered }) => answered),
+    [false, true],
+  );
 });
 
 test('a repeat may have learned its transaction id, but nothing else may differ', () => {
@@ -106,9 +133,20 @@ test('values behind the stop, and a start ahead of the stop of the session befor
 
 test('transaction data must agree with meterStart and meterStop, and kWh count as a thousand Wh', () => {
   const data = (begin, end, unit = 'Wh') => [
-    { timestamp: at(0), sampledValue: [{ value: String(begin), context: 'Transaction.Begin', measurand: 'Energy.Active.Import.Register', unit }] },
-    { timestamp: at(5), sampledValue: [{ value: String(end), context: 'Transaction.End', measurand: 'Energy.Active.Import.Register', unit },
-      { value: 'signed', context: 'Transaction.End', format: 'SignedData' }] }];
+    {
+      timestamp: at(0),
+      sampledValue: [
+        { value: String(begin), context: 'Transaction.Begin', measurand: 'Energy.Active.Import.Register', unit },
+      ],
+    },
+    {
+      timestamp: at(5),
+      sampledValue: [
+        { value: String(end), context: 'Transaction.End', measurand: 'Energy.Active.Import.Register', unit },
+        { value: 'signed', context: 'Transaction.End', format: 'SignedData' },
+      ],
+    },
+  ];
   const book = new AccountBook();
   const id = book.start('CP1', 'm1', start(0, 1000));
   book.stop('CP1', 'm2', stop(id, 5, 2000, { transactionData: data(1, 2, 'kWh') }));

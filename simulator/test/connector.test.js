@@ -6,7 +6,11 @@ import { Connector, State, StopReason } from '../station/connector.js';
 /** A connector on a clock of its own; what it tells is collected as texts. */
 function make(options = {}) {
   const clock = new ManualClock();
-  const connector = new Connector({ clock, times: { startingMs: 100, stoppingMs: 100, connectionMs: 1000, authorizeMs: 500 }, ...options });
+  const connector = new Connector({
+    clock,
+    times: { startingMs: 100, stoppingMs: 100, connectionMs: 1000, authorizeMs: 500 },
+    ...options,
+  });
   connector.setApproved(true);
   const told = [];
   const requests = [];
@@ -18,7 +22,8 @@ function make(options = {}) {
   connector.on('unlocked', () => told.push('unlocked'));
   connector.on('feedback', (text) => told.push(text));
   connector.on('authorize', (request) => requests.push(request));
-  const approve = (more = {}) => connector.answer({ requestId: requests.at(-1).requestId, approved: true, token: requests.at(-1).token, ...more });
+  const approve = (more = {}) =>
+    connector.answer({ requestId: requests.at(-1).requestId, approved: true, token: requests.at(-1).token, ...more });
   return { clock, connector, told, requests, approve };
 }
 
@@ -46,8 +51,19 @@ test('plug, tag, charge, tag, unplug', () => {
   clock.advance(100);
   connector.unplug();
   assert.equal(connector.idTag, '');
-  assert.deepEqual(told, ['PreparingPluggedIn', 'AuthSuccess', 'Starting', 'started A', 'Charging', 'flow', 'no flow', 'Stopping',
-    'stopped A Local', 'Finishing', 'Available']);
+  assert.deepEqual(told, [
+    'PreparingPluggedIn',
+    'AuthSuccess',
+    'Starting',
+    'started A',
+    'Charging',
+    'flow',
+    'no flow',
+    'Stopping',
+    'stopped A Local',
+    'Finishing',
+    'Available',
+  ]);
 });
 
 test('tag first: an approved user waits for the plug, and is forgotten when it does not come', () => {
@@ -79,7 +95,11 @@ test('a refused answer and an answer that never comes leave the connector as it 
   assert.equal(connector.answer({ requestId: requests[0].requestId, approved: false, token: 'A' }), true);
   connector.tag('A');
   clock.advance(500);
-  assert.equal(connector.answer({ requestId: requests[1].requestId, approved: true, token: 'A' }), false, 'nobody waits any more');
+  assert.equal(
+    connector.answer({ requestId: requests[1].requestId, approved: true, token: 'A' }),
+    false,
+    'nobody waits any more',
+  );
   assert.deepEqual(told, ['AuthFailure', 'AuthFailure']);
   assert.equal(connector.state, State.Available);
 });
@@ -122,7 +142,15 @@ test('a vehicle that is not ready starts suspended', () => {
   assert.equal(connector.state, State.SuspendedByEv);
 });
 
-const DEAUTHORIZED = [[1, 'DeAuthorized'], [3, 'Remote'], [4, 'UnlockCommand'], [5, 'HardReset'], [6, 'SoftReset'], [9, 'DeAuthorized'], [77, 'DeAuthorized']];
+const DEAUTHORIZED = [
+  [1, 'DeAuthorized'],
+  [3, 'Remote'],
+  [4, 'UnlockCommand'],
+  [5, 'HardReset'],
+  [6, 'SoftReset'],
+  [9, 'DeAuthorized'],
+  [77, 'DeAuthorized'],
+];
 for (const [reason, text] of DEAUTHORIZED) {
   test(`withdrawn authorization ${reason} ends the session with ${text}`, () => {
     const { clock, connector, told } = charging();
@@ -142,7 +170,14 @@ test('withdrawn authorization 2 stops the energy and leaves the session open unt
   assert.equal(connector.idTag, 'A');
   connector.unplug();
   clock.advance(100);
-  assert.deepEqual(told, ['SuspendedByEvse', 'no flow', 'no flow', 'Stopping', 'stopped A EvDisconnected', 'Available']);
+  assert.deepEqual(told, [
+    'SuspendedByEvse',
+    'no flow',
+    'no flow',
+    'Stopping',
+    'stopped A EvDisconnected',
+    'Available',
+  ]);
 });
 
 test('a withdrawn authorization without a session forgets the user', () => {

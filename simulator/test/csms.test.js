@@ -10,7 +10,9 @@ import { pause } from '../lib/waiting.js';
 let folder;
 let system;
 
-before(() => { folder = fs.mkdtempSync(path.join(os.tmpdir(), 'csms-')); });
+before(() => {
+  folder = fs.mkdtempSync(path.join(os.tmpdir(), 'csms-'));
+});
 after(() => fs.rmSync(folder, { recursive: true }));
 
 beforeEach(async () => {
@@ -20,7 +22,13 @@ beforeEach(async () => {
 
 /** A little station: connects, sends texts, collects what comes. */
 class Station {
-  static async open({ id = 'CP1', password = Buffer.from([10, 11]), protocols = ['ocpp1.6'], ca = true, port = system.port } = {}) {
+  static async open({
+    id = 'CP1',
+    password = Buffer.from([10, 11]),
+    protocols = ['ocpp1.6'],
+    ca = true,
+    port = system.port,
+  } = {}) {
     const station = new Station();
     station.received = [];
     station.socket = new WebSocket(`wss://127.0.0.1:${port}/ocpp/${id}`, protocols, {
@@ -28,7 +36,9 @@ class Station {
       ...(ca && { ca: fs.readFileSync(system.caFile) }),
     });
     station.socket.on('message', (data) => station.received.push(data.toString()));
-    station.closed = new Promise((resolve) => { station.socket.on('close', (code, reason) => resolve({ code, reason: reason.toString() })); });
+    station.closed = new Promise((resolve) => {
+      station.socket.on('close', (code, reason) => resolve({ code, reason: reason.toString() }));
+    });
     await new Promise((resolve, reject) => {
       station.socket.once('open', resolve);
       station.socket.once('error', reject);
@@ -69,7 +79,10 @@ test('a wrong password, an unknown station and another path are refused before t
   await assert.rejects(Station.open({ password: Buffer.from([1]) }), /401/);
   await assert.rejects(Station.open({ id: 'CP2' }), /401/);
   await assert.rejects(Station.open({ id: 'a/b' }), /404/);
-  assert.deepEqual(system.refusals.map(({ status }) => status), [401, 401, 404]);
+  assert.deepEqual(
+    system.refusals.map(({ status }) => status),
+    [401, 401, 404],
+  );
 });
 
 test('a station that does not trust the authority fails in the handshake', async (t) => {
@@ -81,7 +94,13 @@ test('a station that does not trust the authority fails in the handshake', async
 test('the door stays silent: TCP is accepted, the handshake never ends', async (t) => {
   t.after(() => system.stop());
   system.setDoor({ mode: 'silent' });
-  const outcome = await Promise.race([Station.open().then(() => 'open', (error) => error.message), pause(200).then(() => 'waiting')]);
+  const outcome = await Promise.race([
+    Station.open().then(
+      () => 'open',
+      (error) => error.message,
+    ),
+    pause(200).then(() => 'waiting'),
+  ]);
   assert.equal(outcome, 'waiting');
   assert.equal(system.tcpConnections, 1);
 });
@@ -90,7 +109,9 @@ test('a frozen link answers no ping until it is thawed', async (t) => {
   t.after(() => system.stop());
   const station = await Station.open();
   let pongs = 0;
-  station.socket.on('pong', () => { pongs += 1; });
+  station.socket.on('pong', () => {
+    pongs += 1;
+  });
   system.station('CP1').freeze();
   station.socket.ping();
   await pause(100);
@@ -158,17 +179,34 @@ test('a message before acceptance is a violation, unless a TriggerMessage asked 
 
 test('the boot sequence is given out one by one and its last entry stays', async (t) => {
   t.after(() => system.stop());
-  system.setBoot({ status: 'Pending', interval: 5 }, { status: 'Rejected', interval: 6 }, { status: 'Accepted', interval: 7 });
+  system.setBoot(
+    { status: 'Pending', interval: 5 },
+    { status: 'Rejected', interval: 6 },
+    { status: 'Accepted', interval: 7 },
+  );
   const station = await Station.open();
   const seen = [];
   for (const id of ['a', 'b', 'c', 'd']) seen.push((await station.ask([2, id, 'BootNotification', BOOT]))[2]);
-  assert.deepEqual(seen.map(({ status, interval }) => [status, interval]), [['Pending', 5], ['Rejected', 6], ['Accepted', 7], ['Accepted', 7]]);
+  assert.deepEqual(
+    seen.map(({ status, interval }) => [status, interval]),
+    [
+      ['Pending', 5],
+      ['Rejected', 6],
+      ['Accepted', 7],
+      ['Accepted', 7],
+    ],
+  );
 });
 
 test('a script answers with status, CALLERROR, delay, another id and twice, then the own answer returns', async (t) => {
   t.after(() => system.stop());
   const station = await Station.open();
-  system.answer('Authorize', [{ status: 'Blocked' }, { error: { code: 'InternalError', description: 'no' } }, { delayMs: 80 }, { twice: true }]);
+  system.answer('Authorize', [
+    { status: 'Blocked' },
+    { error: { code: 'InternalError', description: 'no' } },
+    { delayMs: 80 },
+    { twice: true },
+  ]);
   const ask = (id) => station.ask([2, id, 'Authorize', { idTag: 'T' }]);
   assert.equal((await ask('a'))[2].idTagInfo.status, 'Blocked');
   assert.deepEqual((await ask('b')).slice(0, 4), [4, 'b', 'InternalError', 'no']);
@@ -205,7 +243,10 @@ test('a script keeps silent', async (t) => {
   await pause(60);
   assert.deepEqual(station.received, []);
   await station.ask([2, 'b', 'Heartbeat', {}]);
-  assert.deepEqual(system.station('CP1').overlaps.map(({ id, behind }) => [id, behind.id]), [['b', 'a']]);
+  assert.deepEqual(
+    system.station('CP1').overlaps.map(({ id, behind }) => [id, behind.id]),
+    [['b', 'a']],
+  );
 });
 
 test('a script closes with code and reason, and cuts before, during and after the answer', async (t) => {
@@ -254,8 +295,13 @@ test('the wire log has one line a frame, pairs answers by id and holds no creden
     const [, id, action] = /^\[2,"(.*?)","(.*?)",.*\]$/.exec(data) ?? [];
     if (id === undefined) return;
     const rejected = { status: 'Rejected' };
-    const value = { configurationKey: [{ key: 'AuthorizationKey', readonly: false, value: 'topsecret1' }], unknownKey: [] };
-    station.socket.send(JSON.stringify([3, id, { ChangeConfiguration: rejected, GetConfiguration: value, GetDiagnostics: {} }[action]]));
+    const value = {
+      configurationKey: [{ key: 'AuthorizationKey', readonly: false, value: 'topsecret1' }],
+      unknownKey: [],
+    };
+    station.socket.send(
+      JSON.stringify([3, id, { ChangeConfiguration: rejected, GetConfiguration: value, GetDiagnostics: {} }[action]]),
+    );
   });
   await system.call('CP1', 'ChangeConfiguration', { key: 'AuthorizationKey', value: 'topsecret2' });
   await system.call('CP1', 'GetConfiguration', { key: ['AuthorizationKey'] });

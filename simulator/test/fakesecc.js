@@ -15,12 +15,21 @@ export class FakeSecc {
       setImmediate(() => this.server.notify({ state: { state } }));
       return { result: 0 };
     };
-    this.server = new ServiceServer('SeccGenCtrl', addresses.SeccGenCtrl, { Enable: control('Enable'), Disable: control('Disable') },
-      { greet: () => [{ state: { state: this.state } }] });
-    this.siblings = Object.fromEntries(Object.entries(addresses).filter(([name]) => !name.startsWith('Secc'))
-      .map(([name, address]) => [name, new ServiceClient(name, address, 'Secc')]));
+    this.server = new ServiceServer(
+      'SeccGenCtrl',
+      addresses.SeccGenCtrl,
+      { Enable: control('Enable'), Disable: control('Disable') },
+      { greet: () => [{ state: { state: this.state } }] },
+    );
+    this.siblings = Object.fromEntries(
+      Object.entries(addresses)
+        .filter(([name]) => !name.startsWith('Secc'))
+        .map(([name, address]) => [name, new ServiceClient(name, address, 'Secc')]),
+    );
     for (const [name, client] of Object.entries(this.siblings)) {
-      client.on('notification', (message) => this.heard.push({ name, kind: message.notification, message: message[message.notification] }));
+      client.on('notification', (message) =>
+        this.heard.push({ name, kind: message.notification, message: message[message.notification] }),
+      );
     }
   }
 

@@ -24,7 +24,10 @@ test('one phase gives lists of one and a third of the energy', () => {
   clock.advance(HOUR);
   const reading = meter.reading();
   assert.equal(reading.energy_register, 3680000);
-  assert.deepEqual([reading.current, reading.voltage, reading.power, reading.power_factor], [[16000], [230000], [3680], [1]]);
+  assert.deepEqual(
+    [reading.current, reading.voltage, reading.power, reading.power_factor],
+    [[16000], [230000], [3680], [1]],
+  );
 });
 
 test('a change of the load counts from its moment on', () => {
@@ -66,14 +69,23 @@ test('a reading names the session start, and its end once it has ended', () => {
   const meter = new Meter({ clock, signed: true });
   assert.equal(meter.reading().session_start_time, undefined);
   const start = meter.startSession('A');
-  assert.deepEqual([start.session_start_time, start.session_end_time, start.signed_data], ['2030-01-01T00:00:00Z', undefined, undefined]);
+  assert.deepEqual(
+    [start.session_start_time, start.session_end_time, start.signed_data],
+    ['2030-01-01T00:00:00Z', undefined, undefined],
+  );
   meter.setLoad([16000, 16000, 16000]);
   clock.advance(HOUR);
   const end = meter.endSession();
-  assert.deepEqual([end.session_start_energy, end.session_end_energy, end.session_end_time], [0, 11040000, '2030-01-01T01:00:00Z']);
+  assert.deepEqual(
+    [end.session_start_energy, end.session_end_energy, end.session_end_time],
+    [0, 11040000, '2030-01-01T01:00:00Z'],
+  );
   assert.match(end.signed_data, /^SIM\|.*"tag":"A"/);
   const { sessions, corrupted } = meter.storedSessions();
-  assert.deepEqual([sessions.length, sessions[0].session_number, sessions[0].auth_token, corrupted], [1, 1, 'A', [false]]);
+  assert.deepEqual(
+    [sessions.length, sessions[0].session_number, sessions[0].auth_token, corrupted],
+    [1, 1, 'A', [false]],
+  );
 });
 
 test('the lowest limit wins and the fewest phases', () => {
@@ -85,7 +97,11 @@ test('the lowest limit wins and the fewest phases', () => {
   assert.deepEqual(control.limit, { source: SOURCE_OCPP, current: 10000, phases: 1 });
   control.set({ source: SOURCE_CABLE, current: 8000 });
   control.clear(SOURCE_OCPP);
-  assert.deepEqual(seen, [[10000, 1], [8000, 1], [8000, 3]]);
+  assert.deepEqual(seen, [
+    [10000, 1],
+    [8000, 1],
+    [8000, 3],
+  ]);
   assert.equal(control.set({ source: SOURCE_OCPP }), false, 'a limit without a current is none');
   assert.equal(control.clear(SOURCE_INSTALLATION), false);
 });

@@ -56,7 +56,10 @@ async function charge() {
 
 test('the supervisor takes the process through Disable and Enable, and again after a restart', async () => {
   await station.waitForEnabled();
-  assert.deepEqual(station.supervisor.reports.filter((text, index, all) => text !== all[index - 1]), ['Uninitialized', 'Disabled', 'Enabled']);
+  assert.deepEqual(
+    station.supervisor.reports.filter((text, index, all) => text !== all[index - 1]),
+    ['Uninitialized', 'Disabled', 'Enabled'],
+  );
   await secc.kill();
   await station.waitFor(() => !station.supervisor.isEnabled);
   secc = await new FakeSecc(root).start();
@@ -89,19 +92,31 @@ test('a charge over the wire: request, start with a reading, values that ascend,
   assert.equal(end.session_start_energy, start.energy_register);
   assert.ok(end.session_end_energy >= second.energy_register);
   await until(() => secc.of('state_changed').at(-1).state === State.Finishing, 'the last state');
-  assert.deepEqual(secc.of('state_changed').map(({ state }) => state).filter((state, index, all) => state !== all[index - 1]), [1, 4, 11, 6, 12, 9]);
+  assert.deepEqual(
+    secc
+      .of('state_changed')
+      .map(({ state }) => state)
+      .filter((state, index, all) => state !== all[index - 1]),
+    [1, 4, 11, 6, 12, 9],
+  );
 });
 
 test('limits of the central system reach the vehicle, and one below 6 A suspends', async () => {
   await ready();
   await charge();
-  assert.deepEqual(await secc.call('CurrentControl', 'SetLimit', { source: 10, current: 8000, phases: 1 }), { result: 0 });
+  assert.deepEqual(await secc.call('CurrentControl', 'SetLimit', { source: 10, current: 8000, phases: 1 }), {
+    result: 0,
+  });
   assert.deepEqual((await secc.call('Meter', 'GetMeterData', {})).current, [8000, 0, 0]);
   await secc.call('CurrentControl', 'SetLimit', { source: 10, current: 0, phases: 3 });
   assert.equal(station.connector.state, State.SuspendedByEvse);
   await secc.call('CurrentControl', 'ClearLimit', { source: 10 });
   assert.equal(station.connector.state, State.Charging);
-  assert.deepEqual(await secc.call('CurrentControl', 'SetLimit', { source: 10 }), { result: 1 }, 'without a current it is invalid');
+  assert.deepEqual(
+    await secc.call('CurrentControl', 'SetLimit', { source: 10 }),
+    { result: 1 },
+    'without a current it is invalid',
+  );
 });
 
 test('errors, warnings and events reach the subscribers once, and the lists keep their order', async () => {
@@ -113,12 +128,29 @@ test('errors, warnings and events reach the subscribers once, and the lists keep
   station.diagnostics.raise(20006, { text: 'lid open' });
   await secc.call('Diagnostics', 'SendSignal', { identifier: 10000, bool_values: [true] });
   await until(() => secc.of('signal_report').length === 5, 'five reports');
-  assert.deepEqual(secc.of('signal_report').map(({ signal, type }) => [signal.identifier, type.type]), [[1001, 0], [1000, 0], [10301, 1], [20006, 2], [10000, 1]]);
+  assert.deepEqual(
+    secc.of('signal_report').map(({ signal, type }) => [signal.identifier, type.type]),
+    [
+      [1001, 0],
+      [1000, 0],
+      [10301, 1],
+      [20006, 2],
+      [10000, 1],
+    ],
+  );
   const errors = await secc.call('Diagnostics', 'GetActiveErrors', {});
-  assert.deepEqual(errors.signals.map(({ identifier, connector }) => [identifier, connector]), [[1001, 1], [1000, 1]]);
+  assert.deepEqual(
+    errors.signals.map(({ identifier, connector }) => [identifier, connector]),
+    [
+      [1001, 1],
+      [1000, 1],
+    ],
+  );
   station.diagnostics.clear(1001, { connector: 1 });
   assert.equal((await secc.call('Diagnostics', 'GetActiveErrors', {})).signals.length, 1);
-  assert.deepEqual((await secc.call('Diagnostics', 'GetSignal', { identifier: 20006 })).signal.string_values, ['lid open']);
+  assert.deepEqual((await secc.call('Diagnostics', 'GetSignal', { identifier: 20006 })).signal.string_values, [
+    'lid open',
+  ]);
   assert.equal((await secc.call('Diagnostics', 'GetSignal', { identifier: 149 })).signal, undefined);
 });
 
@@ -142,7 +174,10 @@ test('board control takes resets, refuses as many as told, installs and loses th
   station.board.firmwareOutcome = 8;
   assert.deepEqual(await secc.call('BoardControl', 'Reset', { hard: false }), { result: 1 });
   assert.deepEqual(await secc.call('BoardControl', 'Reset', { hard: true }), { result: 0 });
-  assert.deepEqual(station.board.resets.map(({ hard }) => hard), [true]);
+  assert.deepEqual(
+    station.board.resets.map(({ hard }) => hard),
+    [true],
+  );
   await secc.call('BoardControl', 'InstallFirmware', { initiator: 'OCPP' });
   station.board.loseMains();
   await until(() => secc.of('fw_update_status').length === 1, 'the end of the installation');
@@ -157,7 +192,10 @@ test('temperatures, feedback and pilots', async () => {
   assert.equal(secc.of('mcu_temperatures')[0].relay1_temperature, 61.5);
   assert.equal(secc.of('mcu_temperatures')[0]._mcu_temperature, undefined);
   await secc.call('Feedback', 'TriggerEvent', { event: { type: 3 } });
-  assert.deepEqual(station.feedback.map(({ type }) => type), [3]);
+  assert.deepEqual(
+    station.feedback.map(({ type }) => type),
+    [3],
+  );
   station.plug(20);
   assert.deepEqual(await secc.call('ChargeControlBasicCharge', 'GetPilotStates', {}), { cp_state: 2, pp_state: 2 });
 });

@@ -7,7 +7,9 @@ import { StationRoot } from '../lib/stationroot.js';
 
 let folder;
 
-before(() => { folder = fs.mkdtempSync(path.join(os.tmpdir(), 'root-')); });
+before(() => {
+  folder = fs.mkdtempSync(path.join(os.tmpdir(), 'root-'));
+});
 after(() => fs.rmSync(folder, { recursive: true }));
 
 /** A stand-in for the program: a shell script. */
@@ -22,20 +24,46 @@ const WAITING = 'trap "echo interrupted; exit 0" INT\necho up\nwhile true; do sl
 test('the process sees the station and nothing of the machine', async () => {
   const certificate = path.join(folder, 'mine.pem');
   fs.writeFileSync(certificate, 'certificate\n');
-  const root = new StationRoot(path.join(folder, 'one'), { trust: [certificate], ntpStatus: 'syncing', settings: { settings: { SeccOcppActive: true } } });
-  const program = script('look.sh', [
-    'cat /etc/ntp_status /data/ssl/certs/mine.pem', 'ls -d /station/run /station/etc /tmp', 'test -e /dev/log || echo no log socket',
-    `test -e ${folder} || echo no folder`, 'touch /usr/share/x 2>/dev/null || echo read-only', 'echo "$@"', 'touch /tmp/made'].join('\n'));
+  const root = new StationRoot(path.join(folder, 'one'), {
+    trust: [certificate],
+    ntpStatus: 'syncing',
+    settings: { settings: { SeccOcppActive: true } },
+  });
+  const program = script(
+    'look.sh',
+    [
+      'cat /etc/ntp_status /data/ssl/certs/mine.pem',
+      'ls -d /station/run /station/etc /tmp',
+      'test -e /dev/log || echo no log socket',
+      `test -e ${folder} || echo no folder`,
+      'touch /usr/share/x 2>/dev/null || echo read-only',
+      'echo "$@"',
+      'touch /tmp/made',
+    ].join('\n'),
+  );
   const secc = root.startSecc({ program });
   assert.equal((await secc.exited).status, 0);
-  assert.deepEqual(secc.lines, ['syncing', 'certificate', '/station/etc', '/station/run', '/tmp', 'no log socket', 'no folder', 'read-only', '-v -r /station/']);
+  assert.deepEqual(secc.lines, [
+    'syncing',
+    'certificate',
+    '/station/etc',
+    '/station/run',
+    '/tmp',
+    'no log socket',
+    'no folder',
+    'read-only',
+    '-v -r /station/',
+  ]);
   assert.ok(fs.existsSync(root.path('tmp/made')));
   assert.equal(root.defaults('settings').SeccOcppActive, true);
 });
 
 test('the clock status can change and go while the process runs', async () => {
   const root = new StationRoot(path.join(folder, 'two'), { ntpStatus: null });
-  const program = script('watch.sh', 'while ! test -e /etc/ntp_status; do sleep 0.02; done; cat /etc/ntp_status; while test -e /etc/ntp_status; do sleep 0.02; done; echo gone');
+  const program = script(
+    'watch.sh',
+    'while ! test -e /etc/ntp_status; do sleep 0.02; done; cat /etc/ntp_status; while test -e /etc/ntp_status; do sleep 0.02; done; echo gone',
+  );
   const secc = root.startSecc({ program });
   root.setNtpStatus('synced');
   await secc.waitForLine('synced');

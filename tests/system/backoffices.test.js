@@ -7,23 +7,33 @@ const FAST = { status: 'Accepted', interval: 1 };
 /** Resolves when the auxiliary central system has accepted the station. */
 function auxiliaryOnline(world) {
   const link = world.auxiliary.station(ID);
-  return world.auxiliary.waitFor(() => link.online && link.registration === 'Accepted', { timeoutMs: ONLINE_MS, what: 'the auxiliary backoffice to be online' });
+  return world.auxiliary.waitFor(() => link.online && link.registration === 'Accepted', {
+    timeoutMs: ONLINE_MS,
+    what: 'the auxiliary backoffice to be online',
+  });
 }
 
 theme('two backoffices', () => {
-  systemTest('the station registers with both and keeps both heartbeats, each at its own interval', BOTH, async (world) => {
-    world.csms.setBoot(FAST);
-    world.auxiliary.setBoot({ status: 'Accepted', interval: 3 });
-    await world.start();
-    await Promise.all([world.online(), auxiliaryOnline(world)]);
-    await world.auxiliary.waitFor(() => world.heartbeats(world.auxiliary).length >= 3, { timeoutMs: 12000, what: 'three heartbeats of the auxiliary' });
-    assert.equal(world.boots().length, 1);
-    assert.equal(world.boots(world.auxiliary).length, 1);
-    assert.ok(world.heartbeats().length >= 5);
-    const [first, second] = world.heartbeats(world.auxiliary);
-    assert.ok(Math.abs(second.time - first.time - 3000) < 400);
-    assert.notEqual(world.boots()[0].id, world.boots(world.auxiliary)[0].id);
-  });
+  systemTest(
+    'the station registers with both and keeps both heartbeats, each at its own interval',
+    BOTH,
+    async (world) => {
+      world.csms.setBoot(FAST);
+      world.auxiliary.setBoot({ status: 'Accepted', interval: 3 });
+      await world.start();
+      await Promise.all([world.online(), auxiliaryOnline(world)]);
+      await world.auxiliary.waitFor(() => world.heartbeats(world.auxiliary).length >= 3, {
+        timeoutMs: 12000,
+        what: 'three heartbeats of the auxiliary',
+      });
+      assert.equal(world.boots().length, 1);
+      assert.equal(world.boots(world.auxiliary).length, 1);
+      assert.ok(world.heartbeats().length >= 5);
+      const [first, second] = world.heartbeats(world.auxiliary);
+      assert.ok(Math.abs(second.time - first.time - 3000) < 400);
+      assert.notEqual(world.boots()[0].id, world.boots(world.auxiliary)[0].id);
+    },
+  );
 
   systemTest('the auxiliary lost and back does not disturb the primary', BOTH, async (world) => {
     world.csms.setBoot(FAST);
@@ -32,7 +42,10 @@ theme('two backoffices', () => {
     await world.auxiliary.stop();
     for (let beat = 0; beat < 3; beat += 1) await world.nextHeartbeat({ timeoutMs: 2500 });
     await world.auxiliary.start();
-    await world.auxiliary.waitFor(() => world.auxiliary.station(ID).online, { timeoutMs: 25000, what: 'the auxiliary to return' });
+    await world.auxiliary.waitFor(() => world.auxiliary.station(ID).online, {
+      timeoutMs: 25000,
+      what: 'the auxiliary to return',
+    });
     assert.equal(world.link.connections.length, 1);
     assert.equal(world.boots(world.auxiliary).length, 1);
   });
@@ -58,13 +71,20 @@ theme('two backoffices', () => {
     await assert.rejects(world.auxiliary.station(ID).call('FooBar', {}, { timeoutMs: 1500 }), /no answer/);
   });
 
-  systemTest('what the auxiliary may not do is dropped without an answer; the primary gets one', BOTH, async (world) => {
-    await world.start();
-    await Promise.all([world.online(), auxiliaryOnline(world)]);
-    await assert.rejects(world.auxiliary.station(ID).call('CancelReservation', { reservationId: 1 }, { timeoutMs: 2000 }), /no answer/);
-    await assert.rejects(world.link.call('CancelReservation', { reservationId: 1 }), { code: 'NotSupported' });
-    await world.answers(world.auxiliary.station(ID));
-  });
+  systemTest(
+    'what the auxiliary may not do is dropped without an answer; the primary gets one',
+    BOTH,
+    async (world) => {
+      await world.start();
+      await Promise.all([world.online(), auxiliaryOnline(world)]);
+      await assert.rejects(
+        world.auxiliary.station(ID).call('CancelReservation', { reservationId: 1 }, { timeoutMs: 2000 }),
+        /no answer/,
+      );
+      await assert.rejects(world.link.call('CancelReservation', { reservationId: 1 }), { code: 'NotSupported' });
+      await world.answers(world.auxiliary.station(ID));
+    },
+  );
 });
 
 theme('the auxiliary alone', () => {
@@ -89,10 +109,16 @@ theme('the auxiliary alone', () => {
   systemTest('mains loss closes both links', BOTH, async (world) => {
     await world.start();
     await Promise.all([world.online(), auxiliaryOnline(world)]);
-    await world.station.waitFor(() => world.station.servers.BoardControl.subscribers.length > 0, { timeoutMs: 5000, what: 'the stream of board control' });
+    await world.station.waitFor(() => world.station.servers.BoardControl.subscribers.length > 0, {
+      timeoutMs: 5000,
+      what: 'the stream of board control',
+    });
     world.station.board.loseMains();
     await world.csms.waitFor(() => !world.link.online, { timeoutMs: 3000, what: 'the end of the primary link' });
-    await world.auxiliary.waitFor(() => !world.auxiliary.station(ID).online, { timeoutMs: 3000, what: 'the end of the auxiliary link' });
+    await world.auxiliary.waitFor(() => !world.auxiliary.station(ID).online, {
+      timeoutMs: 3000,
+      what: 'the end of the auxiliary link',
+    });
     await pause(200);
   });
 });

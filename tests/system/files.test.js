@@ -8,7 +8,8 @@ const DIRECTORIES = {
   'no JSON': (file) => fs.writeFileSync(file, '{"services": '),
   'an array': (file) => fs.writeFileSync(file, '[]'),
   'nested too deep': (file) => fs.writeFileSync(file, '['.repeat(100000)),
-  'of wrong types': (file) => fs.writeFileSync(file, '{"deadlineMs": "soon", "services": {"Meter": 17, "Diagnostics": "elsewhere.example:80"}}'),
+  'of wrong types': (file) =>
+    fs.writeFileSync(file, '{"deadlineMs": "soon", "services": {"Meter": 17, "Diagnostics": "elsewhere.example:80"}}'),
 };
 
 theme('the service directory', () => {
@@ -25,7 +26,10 @@ theme('the service directory', () => {
 
 /** Files of stored domains. */
 function stores(world) {
-  return fs.readdirSync(world.root.path('data/config'), { recursive: true, withFileTypes: true }).filter((entry) => entry.isFile()).map((entry) => path.join(entry.parentPath ?? entry.path, entry.name));
+  return fs
+    .readdirSync(world.root.path('data/config'), { recursive: true, withFileTypes: true })
+    .filter((entry) => entry.isFile())
+    .map((entry) => path.join(entry.parentPath ?? entry.path, entry.name));
 }
 
 theme('stored configuration', () => {
@@ -36,7 +40,10 @@ theme('stored configuration', () => {
     await world.csms.waitForCall('Heartbeat', { timeoutMs: 5000 });
     await world.restartSecc();
     world.csms.answer('BootNotification', { payload: ({ interval, ...rest }) => ({ interval, ...rest }) });
-    await world.csms.waitFor(() => world.boots().length === 2, { timeoutMs: ONLINE_MS, what: 'the second registration' });
+    await world.csms.waitFor(() => world.boots().length === 2, {
+      timeoutMs: ONLINE_MS,
+      what: 'the second registration',
+    });
     await world.nextHeartbeat();
   });
 
@@ -48,28 +55,49 @@ theme('stored configuration', () => {
     assert.ok(damaged.length > 0, 'something was stored');
     for (const file of damaged) fs.writeFileSync(file, 'this is no database');
     world.startSecc();
-    await world.csms.waitFor(() => world.boots().length === 2, { timeoutMs: ONLINE_MS, what: 'the second registration' });
-    const kept = stores(world).map((file) => fs.readFileSync(file)).filter((content) => content.includes('this is no database'));
+    await world.csms.waitFor(() => world.boots().length === 2, {
+      timeoutMs: ONLINE_MS,
+      what: 'the second registration',
+    });
+    const kept = stores(world)
+      .map((file) => fs.readFileSync(file))
+      .filter((content) => content.includes('this is no database'));
     assert.ok(kept.length > 0, 'the damaged files are still there, under other names');
   });
 
-  systemTest('killed with signal 9 twenty times while it comes online, it comes online', { timeoutMs: 180000 }, async (world) => {
-    await world.start();
-    for (let turn = 0; turn < 20; turn += 1) {
-      await new Promise((resolve) => { setTimeout(resolve, 50 + turn * 150); });
-      await world.restartSecc();
-    }
-    await world.csms.waitForCall('Heartbeat', { after: world.csms.mark, timeoutMs: ONLINE_MS });
-  });
+  systemTest(
+    'killed with signal 9 twenty times while it comes online, it comes online',
+    { timeoutMs: 180000 },
+    async (world) => {
+      await world.start();
+      for (let turn = 0; turn < 20; turn += 1) {
+        await new Promise((resolve) => {
+          setTimeout(resolve, 50 + turn * 150);
+        });
+        await world.restartSecc();
+      }
+      await world.csms.waitForCall('Heartbeat', { after: world.csms.mark, timeoutMs: ONLINE_MS });
+    },
+  );
 });
 
 theme('packaged defaults', () => {
   for (const domain of ['settings', 'ocpp', 'hwinfo', 'secrets', 'network', 'fwinfo', 'ocpp_meta']) {
-    systemTest(`${domain} broken: the process lives, tells its supervisor and its log, and ends in order`, {}, async (world) => {
-      world.root.writeDefaults(domain, '{"broken": ');
-      await world.start();
-      await world.station.waitFor(() => ['Enabled', 'FatalError'].includes(world.station.supervisor.stateText), { timeoutMs: ONLINE_MS, what: 'Enabled or FatalError' });
-      assert.ok(world.secc.lines.some((line) => line.includes(domain)), 'the log names the domain');
-    });
+    systemTest(
+      `${domain} broken: the process lives, tells its supervisor and its log, and ends in order`,
+      {},
+      async (world) => {
+        world.root.writeDefaults(domain, '{"broken": ');
+        await world.start();
+        await world.station.waitFor(() => ['Enabled', 'FatalError'].includes(world.station.supervisor.stateText), {
+          timeoutMs: ONLINE_MS,
+          what: 'Enabled or FatalError',
+        });
+        assert.ok(
+          world.secc.lines.some((line) => line.includes(domain)),
+          'the log names the domain',
+        );
+      },
+    );
   }
 });

@@ -9,7 +9,10 @@ const GROWTH_KB = 48 * 1024;
 /** Sends a text and gives the answer that carries `id`, or null when none comes in a while. */
 async function answerTo(world, id, text, waitMs = 1500) {
   const since = world.csms.mark;
-  const answer = world.csms.waitFor(() => world.csms.frames({ after: since, direction: 'in' }).find((frame) => frame.id === id && frame.kind !== 2), { timeoutMs: waitMs, what: 'an answer' });
+  const answer = world.csms.waitFor(
+    () => world.csms.frames({ after: since, direction: 'in' }).find((frame) => frame.id === id && frame.kind !== 2),
+    { timeoutMs: waitMs, what: 'an answer' },
+  );
   await world.link.sendRaw(text);
   return answer.catch(() => null);
 }
@@ -30,8 +33,16 @@ const REFUSED = [
   ['an unknown action with a payload of the wrong type', (id) => `[2,"${id}","FooBar",17]`, 'NotImplemented'],
   ['a known action of another version', (id) => `[2,"${id}","NoSuchVersion",{"a":null}]`, 'NotImplemented'],
   ['a type with blanks and quotes', (id) => `[ "2" ,"${id}","FooBar",{}]`, 'NotImplemented'],
-  ['a payload nested 100,000 deep', (id) => `[2,"${id}","FooBar",${'['.repeat(100000)}${']'.repeat(100000)}]`, 'NotImplemented'],
-  ['duplicate and null members', (id) => `[2,"${id}","CancelReservation",{"reservationId":1,"reservationId":null}]`, 'NotSupported'],
+  [
+    'a payload nested 100,000 deep',
+    (id) => `[2,"${id}","FooBar",${'['.repeat(100000)}${']'.repeat(100000)}]`,
+    'NotImplemented',
+  ],
+  [
+    'duplicate and null members',
+    (id) => `[2,"${id}","CancelReservation",{"reservationId":1,"reservationId":null}]`,
+    'NotSupported',
+  ],
   ['a number out of range', (id) => `[2,"${id}","CancelReservation",{"reservationId":1e400}]`, 'NotSupported'],
 ];
 
@@ -91,7 +102,10 @@ theme('hostile frames', () => {
   systemTest('invalid UTF-8 ends the connection, and the station returns', {}, async (world) => {
     await online(world);
     world.link.sendBytesAsText(Buffer.from([0x5b, 0x32, 0x2c, 0xff, 0xfe, 0xc0, 0x5d]));
-    await world.csms.waitFor(() => world.link.connections.length === 2, { timeoutMs: 20000, what: 'the second connection' });
+    await world.csms.waitFor(() => world.link.connections.length === 2, {
+      timeoutMs: 20000,
+      what: 'the second connection',
+    });
     assert.equal(world.link.connections[0].closed.code, 1007);
     await world.answers();
   });
@@ -100,7 +114,10 @@ theme('hostile frames', () => {
     await online(world);
     const before = world.secc.residentKb();
     await world.link.sendRaw(`[2,"big","FooBar",{"a":"${'x'.repeat(FRAME_BYTES)}"}]`);
-    await world.csms.waitFor(() => world.link.connections.length === 2, { timeoutMs: 20000, what: 'the second connection' });
+    await world.csms.waitFor(() => world.link.connections.length === 2, {
+      timeoutMs: 20000,
+      what: 'the second connection',
+    });
     assert.equal(world.link.connections[0].closed.code, 1009);
     await world.answers();
     const growth = world.secc.residentKb() - before;
@@ -119,34 +136,49 @@ theme('hostile frames', () => {
     for (let turn = 0; turn < 40; turn += 1) await round();
     const after = { kb: world.secc.residentKb(), ...world.secc.resources() };
     assert.ok(after.kb - before.kb < GROWTH_KB / 4, `memory grew by ${after.kb - before.kb} kB`);
-    assert.ok(after.threads <= before.threads && after.descriptors <= before.descriptors + 1, JSON.stringify({ before, after }));
+    assert.ok(
+      after.threads <= before.threads && after.descriptors <= before.descriptors + 1,
+      JSON.stringify({ before, after }),
+    );
   });
 });
 
 theme('hostile answers', () => {
   for (const malformed of ['json', 'payload', 'schema', 'arity']) {
-    systemTest(`an answer to a heartbeat that is malformed (${malformed}) costs one heartbeat`, { settings: { ocpp: { MessageTimeout: 2 } } }, async (world) => {
-      world.csms.setBoot({ status: 'Accepted', interval: 1 });
-      world.csms.answer('Heartbeat', [{}, { malformed }]);
-      await world.start();
-      await world.online();
-      await world.csms.waitFor(() => world.heartbeats().length >= 4, { timeoutMs: 15000, what: 'four heartbeats' });
-      assert.equal(world.link.connections.length, 1);
-    });
+    systemTest(
+      `an answer to a heartbeat that is malformed (${malformed}) costs one heartbeat`,
+      { settings: { ocpp: { MessageTimeout: 2 } } },
+      async (world) => {
+        world.csms.setBoot({ status: 'Accepted', interval: 1 });
+        world.csms.answer('Heartbeat', [{}, { malformed }]);
+        await world.start();
+        await world.online();
+        await world.csms.waitFor(() => world.heartbeats().length >= 4, { timeoutMs: 15000, what: 'four heartbeats' });
+        assert.equal(world.link.connections.length, 1);
+      },
+    );
   }
 
   const STEPS = [
-    ['under another id', { wrongId: true }], ['twice', { twice: true }], ['with a CALLERROR', { error: { code: 'InternalError', description: 'a, b' } }],
-    ['with a CALLERROR under another id', { error: 'GenericError', wrongId: true }], ['with an unknown error code', { error: { code: 'Nonsense' } }]];
+    ['under another id', { wrongId: true }],
+    ['twice', { twice: true }],
+    ['with a CALLERROR', { error: { code: 'InternalError', description: 'a, b' } }],
+    ['with a CALLERROR under another id', { error: 'GenericError', wrongId: true }],
+    ['with an unknown error code', { error: { code: 'Nonsense' } }],
+  ];
   for (const [what, step] of STEPS) {
-    systemTest(`a heartbeat answered ${what} does not stop the next ones`, { settings: { ocpp: { MessageTimeout: 2 } } }, async (world) => {
-      world.csms.setBoot({ status: 'Accepted', interval: 1 });
-      world.csms.answer('Heartbeat', [{}, step, step]);
-      await world.start();
-      await world.online();
-      await world.csms.waitFor(() => world.heartbeats().length >= 5, { timeoutMs: 15000, what: 'five heartbeats' });
-      assert.equal(world.link.connections.length, 1);
-    });
+    systemTest(
+      `a heartbeat answered ${what} does not stop the next ones`,
+      { settings: { ocpp: { MessageTimeout: 2 } } },
+      async (world) => {
+        world.csms.setBoot({ status: 'Accepted', interval: 1 });
+        world.csms.answer('Heartbeat', [{}, step, step]);
+        await world.start();
+        await world.online();
+        await world.csms.waitFor(() => world.heartbeats().length >= 5, { timeoutMs: 15000, what: 'five heartbeats' });
+        assert.equal(world.link.connections.length, 1);
+      },
+    );
   }
 
   systemTest('an answer that breaks off in the middle of its frame: the station returns', {}, async (world) => {
@@ -154,7 +186,10 @@ theme('hostile answers', () => {
     world.csms.answer('Heartbeat', [{}, { cut: 'during' }]);
     await world.start();
     await world.online();
-    await world.csms.waitFor(() => world.link.connections.length === 2, { timeoutMs: 15000, what: 'the second connection' });
+    await world.csms.waitFor(() => world.link.connections.length === 2, {
+      timeoutMs: 15000,
+      what: 'the second connection',
+    });
     await world.nextHeartbeat();
   });
 });

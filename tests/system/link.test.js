@@ -13,55 +13,86 @@ function presenting(make) {
 }
 
 const UNTRUSTED = {
-  'of an unknown issuer': { text: /certificate/i, make: (folder) => issueServerCertificate({ folder, hosts: ['localhost'], authority: ensureAuthority(folder) }) },
-  'that is self-signed': { text: /certificate/i, make: (folder) => issueServerCertificate({ folder, hosts: ['localhost'] }) },
+  'of an unknown issuer': {
+    text: /certificate/i,
+    make: (folder) => issueServerCertificate({ folder, hosts: ['localhost'], authority: ensureAuthority(folder) }),
+  },
+  'that is self-signed': {
+    text: /certificate/i,
+    make: (folder) => issueServerCertificate({ folder, hosts: ['localhost'] }),
+  },
 };
 
 theme('whom the station trusts', () => {
   for (const [what, { make }] of Object.entries(UNTRUSTED)) {
-    systemTest(`a server certificate ${what} ends the handshake, and no credentials leave the station`, {}, async (world) => {
-      const trusted = world.csms;
-      await trusted.stop();
-      trusted.listener = null;
-      presenting(make)(world);
-      trusted.options.port = 0;
-      await trusted.start();
-      world.root.setDefaults('settings', { SeccOcppUri: trusted.uri });
-      await world.start();
-      await world.csms.waitFor(() => world.csms.tlsErrors.length > 0, { timeoutMs: ONLINE_MS, what: 'a failed handshake' });
-      await world.secc.waitForLine('TLS certificate verification failed');
-      assert.equal(world.csms.refusals.length, 0, 'no HTTP request came');
-      assert.equal(world.link.connections.length, 0);
-    });
+    systemTest(
+      `a server certificate ${what} ends the handshake, and no credentials leave the station`,
+      {},
+      async (world) => {
+        const trusted = world.csms;
+        await trusted.stop();
+        trusted.listener = null;
+        presenting(make)(world);
+        trusted.options.port = 0;
+        await trusted.start();
+        world.root.setDefaults('settings', { SeccOcppUri: trusted.uri });
+        await world.start();
+        await world.csms.waitFor(() => world.csms.tlsErrors.length > 0, {
+          timeoutMs: ONLINE_MS,
+          what: 'a failed handshake',
+        });
+        await world.secc.waitForLine('TLS certificate verification failed');
+        assert.equal(world.csms.refusals.length, 0, 'no HTTP request came');
+        assert.equal(world.link.connections.length, 0);
+      },
+    );
   }
 
-  systemTest('a server certificate for another host ends the handshake', { csms: { names: ['elsewhere.example'] }, uri: (csms) => `localhost:${csms.port}/ocpp` }, async (world) => {
-    await world.start();
-    await world.secc.waitForLine('Failed to verify hostname from TLS certificate', { timeoutMs: ONLINE_MS });
-    await world.csms.waitFor(() => world.csms.tlsErrors.length > 0, { timeoutMs: 5000, what: 'a failed handshake' });
-    assert.equal(world.csms.refusals.length, 0, 'no HTTP request came');
-    assert.equal(world.link.connections.length, 0);
-  });
+  systemTest(
+    'a server certificate for another host ends the handshake',
+    { csms: { names: ['elsewhere.example'] }, uri: (csms) => `localhost:${csms.port}/ocpp` },
+    async (world) => {
+      await world.start();
+      await world.secc.waitForLine('Failed to verify hostname from TLS certificate', { timeoutMs: ONLINE_MS });
+      await world.csms.waitFor(() => world.csms.tlsErrors.length > 0, { timeoutMs: 5000, what: 'a failed handshake' });
+      assert.equal(world.csms.refusals.length, 0, 'no HTTP request came');
+      assert.equal(world.link.connections.length, 0);
+    },
+  );
 
-  systemTest('an address in the certificate serves as well as a name', { csms: { names: ['127.0.0.1'] } }, async (world) => {
-    await world.start();
-    await world.online();
-  });
+  systemTest(
+    'an address in the certificate serves as well as a name',
+    { csms: { names: ['127.0.0.1'] } },
+    async (world) => {
+      await world.start();
+      await world.online();
+    },
+  );
 
-  systemTest('with a wrong password the station keeps trying, and gets in once it is right', { csms: { stations: { [ID]: '0102' } }, timeoutMs: 60000 }, async (world) => {
-    await world.start();
-    await world.csms.waitFor(() => world.csms.refusals.length > 0, { timeoutMs: ONLINE_MS, what: 'a refusal' });
-    assert.equal(world.csms.refusals[0].status, 401);
-    assert.equal(world.link.connections.length, 0);
-    world.csms.passwords.set(ID, PASSWORD);
-    await world.online();
-  });
+  systemTest(
+    'with a wrong password the station keeps trying, and gets in once it is right',
+    { csms: { stations: { [ID]: '0102' } }, timeoutMs: 60000 },
+    async (world) => {
+      await world.start();
+      await world.csms.waitFor(() => world.csms.refusals.length > 0, { timeoutMs: ONLINE_MS, what: 'a refusal' });
+      assert.equal(world.csms.refusals[0].status, 401);
+      assert.equal(world.link.connections.length, 0);
+      world.csms.passwords.set(ID, PASSWORD);
+      await world.online();
+    },
+  );
 
-  systemTest('a password that is not hexadecimal is never sent', { settings: { secrets: { AuthorizationKey: 'no hex' } } }, async (world) => {
-    await world.start();
-    await world.secc.waitForLine('BasicAuthPassword is not in the correct format. No connection will be made.', { timeoutMs: ONLINE_MS });
-    await world.never(() => world.csms.tcpConnections > 0, 3000, 'a connection');
-  });
+  systemTest(
+    'a password that is not hexadecimal is never sent',
+    { settings: { secrets: { AuthorizationKey: 'no hex' } } },
+    async (world) => {
+      await world.start();
+      await world.secc.waitForLine('BasicAuthPassword is not in the correct format. No connection will be made.', {
+        timeoutMs: ONLINE_MS,
+      });
+      await world.never(() => world.csms.tcpConnections > 0, 3000, 'a connection');
+    },
+  );
 
   systemTest('neither the password nor the Authorization header stands in the log', {}, async (world) => {
     await world.start();
@@ -100,7 +131,10 @@ theme('a link that breaks', () => {
       await world.start();
       await world.online();
       world.link.close(code, 'for a test');
-      await world.csms.waitFor(() => world.link.connections.length === 2, { timeoutMs: 15000, what: 'the second connection' });
+      await world.csms.waitFor(() => world.link.connections.length === 2, {
+        timeoutMs: 15000,
+        what: 'the second connection',
+      });
       await world.answers();
       assert.equal(world.boots().length, 1);
     });
@@ -110,7 +144,10 @@ theme('a link that breaks', () => {
     await world.start();
     await world.online();
     world.link.terminate();
-    await world.csms.waitFor(() => world.link.connections.length === 2, { timeoutMs: 15000, what: 'the second connection' });
+    await world.csms.waitFor(() => world.link.connections.length === 2, {
+      timeoutMs: 15000,
+      what: 'the second connection',
+    });
     const [first, second] = world.link.connections;
     const gap = second.since - first.closed.time;
     assert.ok(gap >= 2900 && gap < 6500, `${gap} ms`);
@@ -124,19 +161,30 @@ theme('a link that breaks', () => {
     assert.ok(connection.pings >= 3 && connection.pings <= 5, `${connection.pings} pings in 3.5 s`);
   });
 
-  systemTest('with a ping interval of 0 there are none', { settings: { ocpp: { WebSocketPingInterval: 0 } } }, async (world) => {
-    await world.start();
-    await world.online();
-    await pause(2000);
-    assert.equal(world.link.connection.pings ?? 0, 0);
-  });
+  systemTest(
+    'with a ping interval of 0 there are none',
+    { settings: { ocpp: { WebSocketPingInterval: 0 } } },
+    async (world) => {
+      await world.start();
+      await world.online();
+      await pause(2000);
+      assert.equal(world.link.connection.pings ?? 0, 0);
+    },
+  );
 
-  systemTest('a link that is dead in the middle is noticed by the missing pong and renewed', { settings: { ocpp: { WebSocketPingInterval: 1, WebSocketPongTimeout: 2 } } }, async (world) => {
-    await world.start();
-    await world.online();
-    world.link.freeze();
-    await world.secc.waitForLine('OCPP Websocket pong timeout', { timeoutMs: 10000 });
-    await world.csms.waitFor(() => world.link.connections.length === 2, { timeoutMs: 25000, what: 'a new connection' });
-    await world.answers();
-  });
+  systemTest(
+    'a link that is dead in the middle is noticed by the missing pong and renewed',
+    { settings: { ocpp: { WebSocketPingInterval: 1, WebSocketPongTimeout: 2 } } },
+    async (world) => {
+      await world.start();
+      await world.online();
+      world.link.freeze();
+      await world.secc.waitForLine('OCPP Websocket pong timeout', { timeoutMs: 10000 });
+      await world.csms.waitFor(() => world.link.connections.length === 2, {
+        timeoutMs: 25000,
+        what: 'a new connection',
+      });
+      await world.answers();
+    },
+  );
 });

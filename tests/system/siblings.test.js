@@ -2,7 +2,14 @@
 import { assert, ONLINE_MS, pause, systemTest, theme } from './lib/world.js';
 
 /** Services whose notifications the process listens to. */
-const STREAMS = ['BoardControl', 'ChargeControlBasicCharge', 'Diagnostics', 'SafetyMcuComm', 'SessionManager', 'SessionManagerAuth'];
+const STREAMS = [
+  'BoardControl',
+  'ChargeControlBasicCharge',
+  'Diagnostics',
+  'SafetyMcuComm',
+  'SessionManager',
+  'SessionManagerAuth',
+];
 const SERVICES = [...STREAMS, 'CurrentControl', 'Feedback', 'Meter'];
 const RENEWAL_MS = 1000;
 
@@ -13,13 +20,18 @@ theme('siblings that go and come', () => {
       await world.start();
       await world.online();
       const server = world.station.servers[name];
-      if (STREAMS.includes(name)) await world.station.waitFor(() => server.subscribers.length === 1, { timeoutMs: 5000, what: 'its stream' });
+      if (STREAMS.includes(name))
+        await world.station.waitFor(() => server.subscribers.length === 1, { timeoutMs: 5000, what: 'its stream' });
       await server.kill();
       await world.nextHeartbeat();
       await pause(1500);
       await world.answers();
       await server.start();
-      if (STREAMS.includes(name)) await world.station.waitFor(() => server.subscribers.length === 1, { timeoutMs: RENEWAL_MS, what: 'its stream again' });
+      if (STREAMS.includes(name))
+        await world.station.waitFor(() => server.subscribers.length === 1, {
+          timeoutMs: RENEWAL_MS,
+          what: 'its stream again',
+        });
       await world.nextHeartbeat();
     });
   }
@@ -31,50 +43,75 @@ theme('siblings that go and come', () => {
     await server.kill();
     await pause(500);
     await server.start();
-    await world.station.waitFor(() => server.subscribers.length === 1, { timeoutMs: RENEWAL_MS, what: 'its stream again' });
+    await world.station.waitFor(() => server.subscribers.length === 1, {
+      timeoutMs: RENEWAL_MS,
+      what: 'its stream again',
+    });
     world.station.board.loseMains();
     await world.csms.waitFor(() => !world.link.online, { timeoutMs: 3000, what: 'the end of the link' });
   });
 
-  systemTest('all siblings absent at the start: the station comes online all the same, and finds them later', { timeoutMs: 60000 }, async (world) => {
-    await world.start({ siblings: false });
-    await world.online({ timeoutMs: 40000 });
-    await Promise.all(Object.values(world.station.servers).map((server) => server.start()));
-    for (const name of STREAMS) {
-      const server = world.station.servers[name];
-      await world.station.waitFor(() => server.subscribers.length === 1, { timeoutMs: 2 * RENEWAL_MS, what: `the stream of ${name}` });
-    }
-  });
+  systemTest(
+    'all siblings absent at the start: the station comes online all the same, and finds them later',
+    { timeoutMs: 60000 },
+    async (world) => {
+      await world.start({ siblings: false });
+      await world.online({ timeoutMs: 40000 });
+      await Promise.all(Object.values(world.station.servers).map((server) => server.start()));
+      for (const name of STREAMS) {
+        const server = world.station.servers[name];
+        await world.station.waitFor(() => server.subscribers.length === 1, {
+          timeoutMs: 2 * RENEWAL_MS,
+          what: `the stream of ${name}`,
+        });
+      }
+    },
+  );
 
-  systemTest('the session manager learns whether charging is allowed: not before the acceptance, then it is', {}, async (world) => {
-    world.csms.setBoot({ status: 'Pending', interval: 2 }, { status: 'Accepted', interval: 300 });
-    await world.start();
-    await world.online();
-    const { calls } = world.station.servers.SessionManager;
-    await world.station.waitFor(() => world.station.connector.approved, { timeoutMs: 5000, what: 'the approval' });
-    const approvals = calls.filter(({ method }) => method === 'SetExternalChargeApproval').map(({ request }) => request.approved);
-    assert.deepEqual(approvals, [false, false, true]);
-  });
+  systemTest(
+    'the session manager learns whether charging is allowed: not before the acceptance, then it is',
+    {},
+    async (world) => {
+      world.csms.setBoot({ status: 'Pending', interval: 2 }, { status: 'Accepted', interval: 300 });
+      await world.start();
+      await world.online();
+      const { calls } = world.station.servers.SessionManager;
+      await world.station.waitFor(() => world.station.connector.approved, { timeoutMs: 5000, what: 'the approval' });
+      const approvals = calls
+        .filter(({ method }) => method === 'SetExternalChargeApproval')
+        .map(({ request }) => request.approved);
+      assert.deepEqual(approvals, [false, false, true]);
+    },
+  );
 });
 
 const MISBEHAVIOUR = {
   'never answers': { silence: true, times: 0 },
   'answers with errors': { error: { code: 'INTERNAL', message: 'broken' }, times: 0 },
   'answers late': { delayMs: 1000, times: 0 },
-  'answers garbage': { answer: { result: 4711, request_id: 'x'.repeat(5000), state: 99, energy_register: -1 }, times: 0 },
+  'answers garbage': {
+    answer: { result: 4711, request_id: 'x'.repeat(5000), state: 99, energy_register: -1 },
+    times: 0,
+  },
 };
 
 theme('siblings that misbehave', () => {
   for (const [what, script] of Object.entries(MISBEHAVIOUR)) {
-    systemTest(`the session manager ${what}: the station comes online and answers`, { timeoutMs: 90000 }, async (world) => {
-      for (const method of ['SetExternalChargeApproval', 'GetConnectorInfo', 'SetMessageStorageAvailable']) world.station.servers.SessionManager.script(method, script);
-      await world.start();
-      await world.online({ timeoutMs: 60000 });
-      await world.answers();
-    });
+    systemTest(
+      `the session manager ${what}: the station comes online and answers`,
+      { timeoutMs: 90000 },
+      async (world) => {
+        for (const method of ['SetExternalChargeApproval', 'GetConnectorInfo', 'SetMessageStorageAvailable'])
+          world.station.servers.SessionManager.script(method, script);
+        await world.start();
+        await world.online({ timeoutMs: 60000 });
+        await world.answers();
+      },
+    );
 
     systemTest(`diagnostics ${what}: the station comes online and answers`, { timeoutMs: 90000 }, async (world) => {
-      for (const method of ['SendSignal', 'GetSignal', 'GetActiveErrors', 'GetActiveWarnings']) world.station.servers.Diagnostics.script(method, script);
+      for (const method of ['SendSignal', 'GetSignal', 'GetActiveErrors', 'GetActiveWarnings'])
+        world.station.servers.Diagnostics.script(method, script);
       await world.start();
       await world.online({ timeoutMs: 60000 });
       await world.answers();
@@ -85,7 +122,10 @@ theme('siblings that misbehave', () => {
     await world.start();
     await world.online();
     const { servers } = world.station;
-    await world.station.waitFor(() => STREAMS.every((name) => servers[name].subscribers.length === 1), { timeoutMs: 5000, what: 'all streams' });
+    await world.station.waitFor(() => STREAMS.every((name) => servers[name].subscribers.length === 1), {
+      timeoutMs: 5000,
+      what: 'all streams',
+    });
     for (const name of STREAMS) servers[name].notify({});
     servers.SessionManager.notify({ state_changed: { state: 77 } });
     servers.Diagnostics.notify({ signal_report: { type: { type: 9 } } });
@@ -100,7 +140,10 @@ theme('siblings that misbehave', () => {
     await world.start();
     await world.online();
     const lost = () => world.station.diagnostics.last(10000)?.bool_values?.[0];
-    await world.station.waitFor(() => lost() === false || lost() === undefined, { timeoutMs: ONLINE_MS, what: 'no warning' });
+    await world.station.waitFor(() => lost() === false || lost() === undefined, {
+      timeoutMs: ONLINE_MS,
+      what: 'no warning',
+    });
     world.link.terminate();
     await world.station.waitFor(() => lost() === true, { timeoutMs: 3000, what: 'the warning' });
     await world.station.waitFor(() => lost() === false, { timeoutMs: 15000, what: 'its end' });

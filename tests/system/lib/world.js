@@ -81,7 +81,8 @@ export class World {
     const { options } = this;
     return {
       settings: {
-        SeccOcppActive: options.primary !== false, SeccOcppUri: options.uri?.(this.csms) ?? this.csms.uri,
+        SeccOcppActive: options.primary !== false,
+        SeccOcppUri: options.uri?.(this.csms) ?? this.csms.uri,
         ...(this.auxiliary && { SboEnabled: 'Enabled', SboAllowed: true, SboSeccOcppUri: this.auxiliary.uri }),
       },
       hwinfo: { CustomerId: ID, ProductSn: 'SN-1', HwOneOrThreePhase: options.station?.phases ?? 3 },
@@ -91,7 +92,11 @@ export class World {
   }
 
   #makeStation() {
-    this.station = new Station({ root: this.root.folder, times: { startingMs: 100, stoppingMs: 100 }, ...this.options.station });
+    this.station = new Station({
+      root: this.root.folder,
+      times: { startingMs: 100, stoppingMs: 100 },
+      ...this.options.station,
+    });
   }
 
   /** Starts siblings and `secc`. */
@@ -115,12 +120,19 @@ export class World {
 
   /** Resolves when the primary central system has accepted the station. */
   async online({ timeoutMs = ONLINE_MS } = {}) {
-    await this.#whileRunning(this.csms.waitFor(() => this.link.online && this.link.registration === 'Accepted', { timeoutMs, what: 'the station to be online and accepted' }));
+    await this.#whileRunning(
+      this.csms.waitFor(() => this.link.online && this.link.registration === 'Accepted', {
+        timeoutMs,
+        what: 'the station to be online and accepted',
+      }),
+    );
   }
 
   /** Gives up a wait when the process that could end it has gone. */
   async #whileRunning(waiting) {
-    const ended = this.secc.exited.then((outcome) => { throw new Error(`secc ended: ${JSON.stringify(outcome)}`); });
+    const ended = this.secc.exited.then((outcome) => {
+      throw new Error(`secc ended: ${JSON.stringify(outcome)}`);
+    });
     ended.catch(() => {});
     return Promise.race([waiting, ended]);
   }
@@ -173,10 +185,18 @@ export class World {
     }
     for (const system of [this.csms, this.auxiliary]) {
       if (!system || this.allowViolations) continue;
-      assert.deepEqual(system.violations.map(({ text, frame }) => `${text}: ${frame.text}`), [], 'every frame is valid');
+      assert.deepEqual(
+        system.violations.map(({ text, frame }) => `${text}: ${frame.text}`),
+        [],
+        'every frame is valid',
+      );
     }
     for (const alarm of ALARMS) {
-      assert.equal(this.secc?.lines.find((line) => alarm.test(line)), undefined, 'nothing alarming in the log');
+      assert.equal(
+        this.secc?.lines.find((line) => alarm.test(line)),
+        undefined,
+        'nothing alarming in the log',
+      );
     }
   }
 
@@ -195,7 +215,15 @@ export class World {
     for (const file of ['station/secc.log', 'csms/wire.log', 'auxiliary/wire.log']) {
       const full = path.join(this.folder, file);
       if (!fs.existsSync(full)) continue;
-      lines.push(`---- last lines of ${file}`, ...fs.readFileSync(full, 'utf8').trimEnd().split('\n').slice(-LAST_LINES).map((line) => line.slice(0, 400)));
+      lines.push(
+        `---- last lines of ${file}`,
+        ...fs
+          .readFileSync(full, 'utf8')
+          .trimEnd()
+          .split('\n')
+          .slice(-LAST_LINES)
+          .map((line) => line.slice(0, 400)),
+      );
     }
     return lines.join('\n');
   }
