@@ -168,14 +168,12 @@ CSimulatedClock::EWake CSimulatedClock::Rest(CLock* lock, const CCondition* cond
 
 void CSimulatedClock::AwaitWakeUp(SWaiter& waiter, CLock& own)
 {
-  const bool drives = waiter.condition == nullptr;
-  const bool guarded = drives || (mAdvance == EAdvance::EAutomatic && waiter.thread == mHome);
+  const bool guarded = waiter.condition == nullptr || waiter.thread == mHome;
   const auto limit = std::chrono::steady_clock::now() + mStallLimit;
   while (waiter.wake == EWake::ENone) {
     if (!guarded) {
       waiter.wakeUp.wait(own.Native());
     } else if (waiter.wakeUp.wait_until(own.Native(), limit) == std::cv_status::timeout) {
-      // A foreign wait may last as long as it likes, a running thread may not.
       if (waiter.wake == EWake::ENone) Wake(waiter, EWake::EStalled);
     }
   }

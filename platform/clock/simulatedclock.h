@@ -41,16 +41,16 @@ class CSimulationStalled : public std::logic_error {
 //   CForeignWait, or time stands still. In EAutomatic time flies during a foreign wait, how far is not determined;
 //   CThread (platform/clock/thread.h) joins by the clock and has no such gap.
 // - Outside events (sockets, other processes) take real time. Use EManual with them: time then passes only in
-// AdvanceBy,
-//   AdvanceTo and RunUntil.
+//   AdvanceBy, AdvanceTo and RunUntil.
 // - A thread that is not registered may wait as well. Its deadline is honoured and it counts as running from its
 // wake-up to
 //   its return from the wait, but not otherwise: time may pass while it runs.
 // - One thread drives at a time, the home thread as a rule.
 //
-// A stall throws CSimulationStalled in the home thread instead of hanging: in EAutomatic, when the home thread waits
-// without deadline, all others do too and none is in a foreign wait; and when a running thread does not come to rest
-// within SOptions::stallLimit of real time while the home thread waits or drives.
+// A stall throws CSimulationStalled in the home thread instead of hanging: in EAutomatic at once, when the home thread
+// waits without deadline, all others do too and none is in a foreign wait; and in any case when the home thread has
+// waited or driven for SOptions::stallLimit of real time, as a thread that should have come to rest or notified did
+// not.
 class CSimulatedClock : public IClock {
  public:
   enum class EAdvance {
@@ -62,7 +62,7 @@ class CSimulatedClock : public IClock {
     // System time at the beginning: 2026-01-15T10:15:00Z.
     SystemTime start{std::chrono::seconds(1768472100)};
     EAdvance advance = EAdvance::EAutomatic;
-    // Real time after which a thread that does not come to rest is taken for a fault of the test.
+    // Real time after which a wait of the home thread, or a driving operation, is taken for a fault of the test.
     std::chrono::seconds stallLimit{60};
   };
 
