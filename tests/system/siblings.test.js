@@ -1,4 +1,7 @@
 // Siblings that are absent, die, come back, answer wrongly or never.
+import { spawn } from 'node:child_process';
+import path from 'node:path';
+import { REPOSITORY } from '../../simulator/lib/packages.js';
 import { assert, ONLINE_MS, pause, systemTest, theme } from './lib/world.js';
 
 /** Services whose notifications the process listens to. */
@@ -147,5 +150,43 @@ theme('siblings that misbehave', () => {
     world.link.terminate();
     await world.station.waitFor(() => lost() === true, { timeoutMs: 3000, what: 'the warning' });
     await world.station.waitFor(() => lost() === false, { timeoutMs: 15000, what: 'its end' });
+  });
+});
+
+/** The siblings as a process of their own, which can be stopped and killed as real ones. */
+function siblingProcess(world) {
+  const program = path.join(REPOSITORY, 'simulator/station/main.js');
+  const child = spawn(process.execPath, [program, '--root', world.root.folder, '--quiet'], {
+    stdio: ['ignore', 'ignore', 'inherit'],
+  });
+  world.atEnd(() => child.kill('SIGKILL'));
+  return child;
+}
+
+theme('all siblings at once, as processes', () => {
+  systemTest('frozen for a while: the heartbeat goes on, and so does the station afterwards', {}, async (world) => {
+    world.csms.setBoot({ status: 'Accepted', interval: 1 });
+    const siblings = siblingProcess(world);
+    world.startSecc();
+    await world.online();
+    siblings.kill('SIGSTOP');
+    for (let beat = 0; beat < 3; beat += 1) await world.nextHeartbeat({ timeoutMs: 5000 });
+    await world.answers();
+    siblings.kill('SIGCONT');
+    await pause(1000);
+    await world.answers();
+  });
+
+  systemTest('killed and started again: the new supervisor finds the process as it is', {}, async (world) => {
+    world.csms.setBoot({ status: 'Accepted', interval: 1 });
+    const first = siblingProcess(world);
+    world.startSecc();
+    await world.online();
+    first.kill('SIGKILL');
+    await world.nextHeartbeat();
+    await world.station.start();
+    await world.station.waitForEnabled({ timeoutMs: 5000 });
+    assert.deepEqual(world.station.supervisor.reports, ['Enabled']);
+    assert.equal(world.boots().length, 1);
   });
 });

@@ -55,6 +55,12 @@ export class World {
     this.allowViolations = false;
     /** Set by a test in which `secc` is not expected to run at the end. */
     this.allowEnded = false;
+    this.endings = [];
+  }
+
+  /** Has something ended with the world that it does not know of. */
+  atEnd(action) {
+    this.endings.push(action);
   }
 
   #centralSystem(name, options = {}) {
@@ -202,6 +208,7 @@ export class World {
 
   async close() {
     if (this.secc) await this.secc.kill();
+    for (const action of this.endings) await action();
     await this.station?.stop();
     await this.csms.stop();
     await this.auxiliary?.stop();
