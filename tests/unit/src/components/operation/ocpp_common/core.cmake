@@ -1,2 +1,9 @@
 # Queues, operation handler and factories.
 secc_unit_test(NAME operationqueuemanager SOURCES operationqueuemanagertest.cpp LIBRARIES secc_operationhandler)
+secc_unit_test(
+  NAME operationhandler
+  SOURCES operationhandleranswertest.cpp operationhandlerincalltest.cpp operationhandlersendtest.cpp
+          operationhandlerthreadtest.cpp operationhandlertransactiontest.cpp
+  LIBRARIES secc_operationhandler secc_payloads)
+secc_unit_test(NAME payloadfault SOURCES payloadfaulttest.cpp LIBRARIES secc_operation_core secc_payloads)
+secc_unit_test(NAME operationfactory SOURCES operationfactorytest.cpp LIBRARIES secc_operationfactory secc_payloads)
