@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <vector>
 
 #include "tests/unit/src/components/operation/ocpp_common/payloadtable.h"
@@ -21,7 +21,9 @@ std::vector<std::filesystem::path> CorpusFiles()
 std::string Content(const std::filesystem::path& path)
 {
   std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::ostringstream content;
+  content << file.rdbuf();
+  return content.str();
 }
 
 }  // namespace
