@@ -43,8 +43,7 @@ class CSimulationStalled : public std::logic_error {
 // - Outside events (sockets, other processes) take real time. Use EManual with them: time then passes only in
 //   AdvanceBy, AdvanceTo and RunUntil.
 // - A thread that is not registered may wait as well. Its deadline is honoured and it counts as running from its
-// wake-up to
-//   its return from the wait, but not otherwise: time may pass while it runs.
+//   wake-up to its return from the wait, but not otherwise: time may pass while it runs.
 // - One thread drives at a time, the home thread as a rule.
 //
 // A stall throws CSimulationStalled in the home thread instead of hanging: in EAutomatic at once, when the home thread
