@@ -78,7 +78,6 @@ CLoopbackServer::~CLoopbackServer()
   std::vector<std::thread> threads;
   {
     CLock lock(mMutex);
-    mIsStopped = true;
     for (const int connection : mConnections) shutdown(connection, SHUT_RDWR);
     threads.swap(mThreads);
   }

@@ -54,7 +54,6 @@ class CLoopbackServer {
   CMutex mMutex;
   std::vector<int> mConnections GUARDED_BY(mMutex);
   std::vector<std::thread> mThreads GUARDED_BY(mMutex);
-  bool mIsStopped GUARDED_BY(mMutex){false};
   std::thread mAcceptor;
 };
 
