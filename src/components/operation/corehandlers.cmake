@@ -18,4 +18,4 @@ add_library(
 target_link_libraries(
   secc_operationfactory
   PUBLIC secc_base secc_log secc_operation_model
-  PRIVATE secc_operation_core)
+  PRIVATE secc_operation_core secc_actions16)

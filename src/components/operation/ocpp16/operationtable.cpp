@@ -1,5 +1,9 @@
 #include "src/components/operation/ocpp16/operationtable.h"
 
+#include "src/components/operation/ocpp16/implementation/bootnotificationoperation.h"
+#include "src/components/operation/ocpp16/implementation/heartbeatoperation.h"
+
+using OperationTable::NewOutCall;
 using OperationTable::NoInCall;
 using OperationTable::NoOutCall;
 
@@ -8,14 +12,15 @@ SOperationTable Ocpp16::GetOperationTable()
   SOperationTable table;
 
   table.outCalls = {
+      {EOutOpType::EBootNotification, NewOutCall<CBootNotificationOutCall>},
+      {EOutOpType::EHeartbeat, NewOutCall<CHeartbeatOutCall>},
+
       {EOutOpType::EDataTransfer, NoOutCall},                      // this station never starts one
       {EOutOpType::ESignCertificate, NoOutCall},                   // certificates are the network manager's
       {EOutOpType::ESignedFirmwareStatusNotification, NoOutCall},  // firmware comes by UpdateFirmware only
 
       // Without a class so far: each gets its creator with the class.
       {EOutOpType::EAuthorize, NoOutCall},
-      {EOutOpType::EBootNotification, NoOutCall},
-      {EOutOpType::EHeartbeat, NoOutCall},
       {EOutOpType::EMeterValues, NoOutCall},
       {EOutOpType::EFirmwareStatusNotification, NoOutCall},
       {EOutOpType::ELogStatusNotification, NoOutCall},

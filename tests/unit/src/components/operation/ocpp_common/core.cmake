@@ -6,4 +6,4 @@ secc_unit_test(
           operationhandlerthreadtest.cpp operationhandlertransactiontest.cpp
   LIBRARIES secc_operationhandler secc_payloads)
 secc_unit_test(NAME payloadfault SOURCES payloadfaulttest.cpp LIBRARIES secc_operation_core secc_payloads)
-secc_unit_test(NAME operationfactory SOURCES operationfactorytest.cpp LIBRARIES secc_operationfactory secc_payloads)
+secc_unit_test(NAME operationfactory SOURCES operationfactorytest.cpp LIBRARIES secc_operationfactory secc_payloads secc_backoffice)

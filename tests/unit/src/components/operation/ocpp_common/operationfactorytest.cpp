@@ -143,6 +143,16 @@ TEST_F(OperationFactory, ActionsThatAreNeverOfferedGiveNothingAndALogLine)
   }
 }
 
+TEST_F(OperationFactory, OutCallIsOfTheClassThatItsTypeNames)
+{
+  for (const auto type : {EOutOpType::EBootNotification, EOutOpType::EHeartbeat}) {
+    const auto operation = mFactory.CreateOutOperation(type);
+    ASSERT_NE(operation, nullptr) << OutOpTypeToName(type);
+    EXPECT_EQ(operation->GetAction(), OutOpTypeToName(type));
+    EXPECT_EQ(operation->GetMessageId().size(), 36u);
+  }
+}
+
 TEST_F(OperationFactory, DataTransferFromThisSideNeverExists)
 {
   EXPECT_EQ(mFactory.CreateOutOperation(EOutOpType::EDataTransfer), nullptr);
