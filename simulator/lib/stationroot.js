@@ -149,7 +149,7 @@ export class StationRoot {
       this.folder,
       ROOT_WITHIN.slice(0, -1),
     );
-    args.push('--proc', '/proc', '--dev', '/dev', '--chdir', '/');
+    args.push('--dev-bind', '/proc', '/proc', '--dev', '/dev', '--chdir', '/');
     return args;
   }
 
