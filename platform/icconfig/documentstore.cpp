@@ -27,7 +27,7 @@ CDocumentStore::CDocumentStore(std::string path, EAccess access, std::shared_ptr
 {
   CLock lock(mMutex);
   Refresh();
-  mChanges.clear();
+  mIsOpened = true;
 }
 
 void CDocumentStore::Refresh()
@@ -102,30 +102,32 @@ std::optional<std::string> CDocumentStore::Load()
     std::string text;
     if (!ReadFileText(file.Get(), text)) return ErrorText(errno);
     std::string error;
-    const auto value = ParseJsonText(text, &error);
+    auto value = ParseJsonText(text, &error);
     if (!value || !value->isObject()) {
       std::replace(error.begin(), error.end(), '\n', ' ');
       return value ? "not a JSON object" : error;
     }
-    document = *value;
+    document = std::move(*value);
   }
   Remember(std::move(file));
-  Replace(document);
+  Replace(std::move(document));
   return std::nullopt;
 }
 
-void CDocumentStore::Replace(const Json::Value& document)
+void CDocumentStore::Replace(Json::Value document)
 {
-  CBatch batch;
+  CBatch difference;
   for (const auto& member : mMembers) {
-    if (!document.isMember(member.first)) batch[member.first] = std::nullopt;
+    if (!document.isMember(member.first)) difference[member.first] = std::nullopt;
   }
-  for (const auto& key : document.getMemberNames()) batch[key] = SNewValue{document[key], ""};
-  batch = Difference(batch);
-  for (auto& step : batch) {
-    if (step.second) step.second->text = WriteJsonText(step.second->value);
+  for (auto value = document.begin(); value != document.end(); ++value) {
+    std::string key = value.name();
+    const auto member = mMembers.find(key);
+    if (member != mMembers.end() && member->second.value == *value) continue;
+    std::string text = WriteJsonText(*value);
+    difference[std::move(key)] = SNewValue{std::move(*value), std::move(text)};
   }
-  Adopt(batch);
+  Adopt(std::move(difference));
 }
 
 CBatch CDocumentStore::Difference(const CBatch& batch) const
@@ -140,26 +142,35 @@ CBatch CDocumentStore::Difference(const CBatch& batch) const
   return result;
 }
 
-void CDocumentStore::Adopt(const CBatch& difference)
+std::optional<Json::Value> CDocumentStore::Effective(const std::string& key) const
 {
-  for (const auto& step : difference) {
-    const auto packaged = mDefaults->find(step.first);
-    const std::optional<Json::Value> fallback =
-        packaged == mDefaults->end() ? std::nullopt : std::optional<Json::Value>(packaged->second);
-    const auto member = mMembers.find(step.first);
-    const auto before = member == mMembers.end() ? fallback : member->second.value;
+  const auto member = mMembers.find(key);
+  if (member != mMembers.end()) return member->second.value;
+  const auto packaged = mDefaults->find(key);
+  if (packaged != mDefaults->end()) return packaged->second;
+  return std::nullopt;
+}
+
+void CDocumentStore::Adopt(CBatch difference)
+{
+  for (auto& step : difference) {
+    const std::string& key = step.first;
+    const auto before = mIsOpened ? Effective(key) : std::nullopt;
     ++mRevision;
+    const auto member = mMembers.find(key);
     if (member != mMembers.end()) {
       mUsedBytes -= member->second.bytes;
       mMembers.erase(member);
     }
-    if (step.second) {
-      const uint64_t bytes = step.first.size() + step.second->text.size();
-      mMembers[step.first] = {step.second->value, bytes, mRevision};
+    const bool isStored = step.second.has_value();
+    if (isStored) {
+      const uint64_t bytes = key.size() + step.second->text.size();
+      mMembers[key] = {std::move(step.second->value), bytes, mRevision};
       mUsedBytes += bytes;
     }
-    if (before == (step.second ? step.second->value : fallback)) continue;
-    mChanges.push_back({mRevision, step.first, step.second ? std::optional(step.second->value) : std::nullopt});
+    if (!mIsOpened) continue;
+    const auto now = Effective(key);
+    if (before != now) mChanges.push_back({mRevision, key, isStored ? now : std::nullopt});
   }
 }
 
@@ -186,13 +197,13 @@ EWriteResult CDocumentStore::Write(const CBatch& batch)
   if (!error) {
     const CDirectoryLock directoryLock(directory);
     RefreshLocked();
-    const CBatch difference = Difference(batch);
+    CBatch difference = Difference(batch);
     if (mIsUnreadable) {
       error = "the present file can neither be read nor set aside";
     } else if (difference.empty()) {
       return EWriteResult::EUnchanged;
     } else if (error = ReplaceFile(mPath, ToText(difference)); !error) {
-      Adopt(difference);
+      Adopt(std::move(difference));
       Remember(CDescriptor(open(mPath.c_str(), O_RDONLY | O_CLOEXEC)));
       return EWriteResult::EWritten;
     }

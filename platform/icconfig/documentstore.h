@@ -50,9 +50,11 @@ class CDocumentStore : public IStore {
   void Remember(CDescriptor file) REQUIRES(mMutex);
   // The domain goes on from its defaults.
   void GiveUp(const std::string& text) REQUIRES(mMutex);
-  void Replace(const Json::Value& document) REQUIRES(mMutex);
-  // Makes `batch` the state of affairs and notes what changed for readers.
-  void Adopt(const CBatch& batch) REQUIRES(mMutex);
+  void Replace(Json::Value document) REQUIRES(mMutex);
+  // Makes `difference` part of the state and notes what changed for readers.
+  void Adopt(CBatch difference) REQUIRES(mMutex);
+  // What a reader of `key` gets; empty when neither stored nor packaged.
+  std::optional<Json::Value> Effective(const std::string& key) const REQUIRES(mMutex);
   // The steps that differ from the present members.
   CBatch Difference(const CBatch& batch) const REQUIRES(mMutex);
   std::string ToText(const CBatch& difference) const REQUIRES(mMutex);
@@ -72,6 +74,7 @@ class CDocumentStore : public IStore {
   int64_t mLoadedSize GUARDED_BY(mMutex) = 0;
   int64_t mLoadedTimeNs GUARDED_BY(mMutex) = 0;
   bool mIsUnreadable GUARDED_BY(mMutex) = false;
+  bool mIsOpened GUARDED_BY(mMutex) = false;        // from then on differences are changes
   std::deque<SChange> mChanges GUARDED_BY(mMutex);  // not yet asked for by ReadChanges
   std::vector<std::string> mProblems GUARDED_BY(mMutex);
 };

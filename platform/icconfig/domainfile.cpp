@@ -29,18 +29,26 @@ void Report(std::vector<std::string>& problems, std::string text)
   problems.push_back(std::move(text));
 }
 
-// A zero-length file has version 0 too: whoever made it was stopped before the tables were there.
-void CheckFormat(CSqliteFile& file)
+enum class EFormat { EEmpty, EOurs };
+
+// Changes nothing, so that somebody else's file is set aside as it was. A zero-length file is empty too: whoever made
+// it was stopped before the tables were there.
+EFormat ReadFormat(CSqliteFile& file)
 {
   const std::string version = file.Query("PRAGMA user_version");
-  if (version != std::to_string(kFormatVersion)) throw CSqliteError(SQLITE_FORMAT, "unknown format version " + version);
+  if (version == std::to_string(kFormatVersion)) return EFormat::EOurs;
+  if (version == "0" && file.Query("SELECT count(*) FROM sqlite_schema") == "0") return EFormat::EEmpty;
+  throw CSqliteError(SQLITE_FORMAT, "unknown format version " + version);
+}
+
+void CheckPages(CSqliteFile& file)
+{
   const std::string verdict = file.Query("PRAGMA quick_check(1)");
   if (verdict != "ok") throw CSqliteError(SQLITE_CORRUPT, verdict);
 }
 
-void CreateTablesIfEmpty(CSqliteFile& file)
+void CreateTables(CSqliteFile& file)
 {
-  if (file.Query("PRAGMA user_version") != "0" || file.Query("SELECT count(*) FROM sqlite_schema") != "0") return;
   CWriteTransaction transaction(file);
   file.Execute(kCreateTables);
   transaction.Commit();
@@ -74,10 +82,11 @@ std::unique_ptr<SDomainFile> TryWritable(const std::string& path)
   auto file = std::make_unique<CSqliteFile>(path, CSqliteFile::EOpen::ECreate);
   try {
     if (sqlite3_db_readonly(file->Get(), "main") == 1) throw CSqliteError(SQLITE_READONLY, "file is read-only");
+    const EFormat format = ReadFormat(*file);
     if (file->Query("PRAGMA journal_mode = WAL") != "wal") throw CSqliteError(SQLITE_IOERR, "no write-ahead log");
     Configure(*file);
-    CreateTablesIfEmpty(*file);
-    CheckFormat(*file);
+    if (format == EFormat::EEmpty) CreateTables(*file);
+    CheckPages(*file);
     return Complete(file, true);
   } catch (const CSqliteError&) {
     file->Abandon();
@@ -90,10 +99,8 @@ std::unique_ptr<SDomainFile> TryReadable(const std::string& path, CSqliteFile::E
   auto file = std::make_unique<CSqliteFile>(path, how);
   Configure(*file);
   file->Execute("PRAGMA query_only = ON");
-  // Its owner is about to make the tables.
-  if (file->Query("PRAGMA user_version") == "0" && file->Query("SELECT count(*) FROM sqlite_schema") == "0")
-    return nullptr;
-  CheckFormat(*file);
+  if (ReadFormat(*file) == EFormat::EEmpty) return nullptr;  // its owner is about to make the tables
+  CheckPages(*file);
   return Complete(file, false);
 }
 

@@ -17,6 +17,32 @@ constexpr int64_t kChangesPerStep = 256;
 // Old changes are removed in one go after so many.
 constexpr int64_t kPruneInterval = 256;
 
+void AddStatus(const std::string& path, bool withState, std::vector<int64_t>& stamp)
+{
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) return;
+  stamp.push_back(static_cast<int64_t>(status.st_dev));
+  stamp.push_back(static_cast<int64_t>(status.st_ino));
+  if (!withState) return;
+  stamp.insert(stamp.end(), {status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_mode});
+}
+
+std::vector<int64_t> IdentityOf(const std::string& path)
+{
+  std::vector<int64_t> stamp;
+  AddStatus(path, false, stamp);
+  return stamp;
+}
+
+// Also of the log, which changes before the file does.
+std::vector<int64_t> StateOf(const std::string& path)
+{
+  std::vector<int64_t> stamp;
+  AddStatus(path, true, stamp);
+  AddStatus(path + "-wal", true, stamp);
+  return stamp;
+}
+
 }  // namespace
 
 CDomainStore::CDomainStore(std::string path, EAccess access, std::shared_ptr<const CDefaults> defaults)
@@ -30,8 +56,18 @@ CDomainStore::~CDomainStore() = default;
 
 void CDomainStore::Open()
 {
-  mRevisionBase = mHighestRevision;
-  mFile = OpenDomainFile(mPath, mAccess, mProblems);
+  std::vector<std::string> problems;
+  mFile = OpenDomainFile(mPath, mAccess, problems);
+  for (const auto& problem : problems) AddProblem(problem);
+  if (!mFile) {
+    mFailed = StateOf(mPath);
+    return;
+  }
+  const auto identity = IdentityOf(mPath);
+  const bool isOther = mIsReplaced || (!mOpened.empty() && mOpened != identity);
+  if (isOther) mRevisionBase = mHighestRevision;
+  mOpened = identity;
+  mIsReplaced = false;
 }
 
 bool CDomainStore::EnsureOpen(EAccess purpose)
@@ -40,6 +76,7 @@ bool CDomainStore::EnsureOpen(EAccess purpose)
     LOG_WARNING("Configuration file {} was replaced", mPath);
     mFile->file->Abandon();
     mFile.reset();
+    mIsReplaced = true;
   }
   switch (purpose) {
     case EAccess::EWrite:
@@ -50,19 +87,26 @@ bool CDomainStore::EnsureOpen(EAccess purpose)
       }
       return mFile && mFile->isWritable;
     case EAccess::ERead:
-      if (!mFile && Exists(mPath) && !mIsReadFailing) Open();
-      if (!mFile && Exists(mPath)) mIsReadFailing = true;
+      if (!mFile && Exists(mPath) && StateOf(mPath) != mFailed) Open();
       return mFile != nullptr;
   }
   return false;
+}
+
+void CDomainStore::AddProblem(const std::string& text)
+{
+  if (text == mLastProblem) return;
+  mLastProblem = text;
+  mProblems.push_back(text);
 }
 
 void CDomainStore::ReportReadFailure(const std::string& text)
 {
   if (mIsReadFailing) return;
   mIsReadFailing = true;
-  mProblems.push_back(fmt::format("Configuration file {} cannot be read: {}", mPath, text));
-  LOG_ERROR("{}", mProblems.back());
+  const std::string problem = fmt::format("Configuration file {} cannot be read: {}", mPath, text);
+  LOG_ERROR("{}", problem);
+  AddProblem(problem);
 }
 
 bool CDomainStore::Run(EAccess purpose, const std::function<void()>& access)
@@ -75,7 +119,10 @@ bool CDomainStore::Run(EAccess purpose, const std::function<void()>& access)
       return true;
     } catch (const CSqliteError& error) {
       if (error.IsDamage() && isFirst && mFile->isWritable) {
-        SetAsideDomainFile(mPath, std::move(mFile), error.what(), mProblems);
+        std::vector<std::string> problems;
+        SetAsideDomainFile(mPath, std::move(mFile), error.what(), problems);
+        for (const auto& problem : problems) AddProblem(problem);
+        mIsReplaced = true;
         Open();
         continue;
       }

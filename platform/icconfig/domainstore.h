@@ -14,6 +14,9 @@ namespace IcConfig {
 
 // A domain in a SQLite file. Reads go to the file each time, so that they see what other processes wrote.
 //
+// When another file takes the place of the opened one (a factory reset, a damaged file set aside), its changes are told
+// from its first one on; that the keys of the former file are gone is not.
+//
 // The last kKeptChanges changes before a write stay in the file. A reader that falls further behind is told the present
 // value of each key that changed, once, and misses deletions; so does the reader of a value longer than kLongValue that
 // was replaced before it was looked at.
@@ -37,6 +40,8 @@ class CDomainStore : public IStore {
   std::vector<std::string> TakeProblems() override;
 
  private:
+  // What tells one file or one state of it from another.
+  using CFileStamp = std::vector<int64_t>;
   struct SHead {
     int64_t revision = 0;
     int64_t usedBytes = 0;
@@ -45,6 +50,7 @@ class CDomainStore : public IStore {
   // True when a file is open that suits the purpose and still lies under its name.
   bool EnsureOpen(EAccess purpose) REQUIRES(mMutex);
   void Open() REQUIRES(mMutex);
+  void AddProblem(const std::string& text) REQUIRES(mMutex);
   // Runs an access; a damaged file is set aside and the access repeated on the new one. False when it failed.
   bool Run(EAccess purpose, const std::function<void()>& access) REQUIRES(mMutex);
   void ReportReadFailure(const std::string& text) REQUIRES(mMutex);
@@ -68,10 +74,14 @@ class CDomainStore : public IStore {
   // Held while SQLite works: a connection serves one thread at a time.
   CMutex mMutex;
   std::unique_ptr<SDomainFile> mFile GUARDED_BY(mMutex);
+  CFileStamp mOpened GUARDED_BY(mMutex);  // of the file that was opened last
+  CFileStamp mFailed GUARDED_BY(mMutex);  // of files that could not be opened: not tried again until they change
+  bool mIsReplaced GUARDED_BY(mMutex) = false;
   bool mIsReadFailing GUARDED_BY(mMutex) = false;
   int64_t mRevisionBase GUARDED_BY(mMutex) = 0;
   int64_t mHighestRevision GUARDED_BY(mMutex) = 0;
   std::vector<std::string> mProblems GUARDED_BY(mMutex);
+  std::string mLastProblem GUARDED_BY(mMutex);  // not repeated while it lasts
 };
 
 }  // namespace IcConfig

@@ -87,6 +87,13 @@ std::shared_ptr<IStore> OpenStore(const std::string& file, EAccess access, std::
   return std::make_shared<CDomainStore>(path + ".db", access, std::move(defaults));
 }
 
+// A folder can be watched for a file that nobody has made yet, but only if it is there itself.
+void PrepareWatch(const IStore& store)
+{
+  const std::string directory = store.GetWatchedFiles().directory;
+  if (const auto error = MakeDirectories(directory)) LOG_WARNING("Configuration folder {}: {}", directory, *error);
+}
+
 }  // namespace
 
 SPaths PathsBelow(const std::string& root)
@@ -111,6 +118,7 @@ std::shared_ptr<IConfig> Create(const std::string& domain, CErrorCallback errorC
   options.store = OpenStore(file, EAccess::EWrite, options.defaults);
   options.errorCB = std::move(errorCallback);
   options.changeCB = std::move(changeCallback);
+  PrepareWatch(*options.store);
   return std::make_shared<CConfig>(std::move(options));
 }
 
@@ -125,9 +133,7 @@ std::shared_ptr<IReadOnlyConfig> CreateReadOnly(const std::string& domain, CErro
   options.errorCB = std::move(errorCallback);
   options.isWatched = watch;
   if (watch) {
-    // A folder can be watched for a file that its owner has not made yet, but only if it is there.
-    const std::string directory = options.store->GetWatchedFiles().directory;
-    if (const auto error = MakeDirectories(directory)) LOG_WARNING("Configuration folder {}: {}", directory, *error);
+    PrepareWatch(*options.store);
   } else {
     const auto source = options.store;
     options.store = std::make_shared<CSnapshotStore>(*source);

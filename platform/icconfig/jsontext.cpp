@@ -85,6 +85,8 @@ std::optional<Json::Value> ParseJsonText(std::string_view text, std::string* err
   Json::Value value;
   if (!IsUtf8(text)) {
     problem = "not UTF-8";
+  } else if (text.find('\0') != std::string_view::npos) {
+    problem = "NUL in the text";  // jsoncpp would take it for the end
   } else {
     try {
       const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());

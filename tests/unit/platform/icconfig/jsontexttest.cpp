@@ -71,6 +71,14 @@ TEST(JsonText, TextThatIsNotExactlyOneValueIsRefusedWithAReason)
   }
 }
 
+TEST(JsonText, NulIsNoEndOfTheText)
+{
+  EXPECT_FALSE(ParseJsonText("1\0"s));
+  EXPECT_FALSE(ParseJsonText("1\0 2"s));
+  EXPECT_FALSE(ParseJsonText("\"a\0b\""s));
+  EXPECT_FALSE(ParseJsonText("\0"s));
+}
+
 TEST(JsonText, NestingIsLimitedOnBothSides)
 {
   EXPECT_TRUE(ToJsonText(Nested(kMaxNesting)));
