@@ -35,11 +35,9 @@ void CNotificationLoop::Run()
     if (mQueueClosed) return;
   }
   while (!(stopping && AllStreamsRest()) && mQueue.Next(&tag, &ok)) {
-    if (tag == this) {
-      stopping = TakeNews() || stopping;
-    } else {
-      static_cast<CNotificationStream*>(tag)->Proceed(ok);
-    }
+    // News first: after a stop, what is still in the queue is not delivered any more.
+    if (!stopping) stopping = TakeNews(tag == this);
+    if (tag != this) static_cast<CNotificationStream*>(tag)->Proceed(ok);
   }
   CloseQueue();
 }
@@ -58,13 +56,13 @@ void CNotificationLoop::WakeUp()
   mWake.Set(&mQueue, gpr_time_0(GPR_TIMESPAN), this);
 }
 
-bool CNotificationLoop::TakeNews()
+bool CNotificationLoop::TakeNews(bool wokenUp)
 {
   std::vector<std::unique_ptr<CNotificationStream>> newStreams;
   bool stopping = false;
   {
     const CLock lock(mMutex);
-    mWakePending = false;
+    if (wokenUp) mWakePending = false;
     newStreams.swap(mNewStreams);
     stopping = mStopping;
   }

@@ -30,8 +30,8 @@ class CNotificationLoop {
 
  private:
   void WakeUp() REQUIRES(mMutex);
-  // True when the loop is to end.
-  bool TakeNews();
+  // Opens new streams, or closes all; true when the loop is to end.
+  bool TakeNews(bool wokenUp);
   bool AllStreamsRest() const;
   void CloseQueue();
 

@@ -10,7 +10,7 @@ class IServedService {
   virtual ~IServedService() = default;
 
   virtual grpc::Service& GetService() = 0;
-  // Ends the notification streams and the requests that are still at work; later ones are refused.
+  // Ends the notification streams; later ones are refused. Requests that are still at work are cancelled by the server.
   virtual void Close() = 0;
 };
 

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+// Runs secc_test_sibling (siblingprogram.cpp) as a process of its own, and ends it with the object.
+class CSiblingProcess {
+ public:
+  // Returns when the process says that it is ready; throws std::runtime_error when it does not.
+  CSiblingProcess(const std::string& mode, const std::string& address);
+  ~CSiblingProcess();
+  CSiblingProcess(const CSiblingProcess&) = delete;
+  CSiblingProcess& operator=(const CSiblingProcess&) = delete;
+
+  void Order(const std::string& line) const;
+  // Reads lines until one equals `line`; false when the time is up.
+  bool WaitForLine(const std::string& line, std::chrono::milliseconds limit = std::chrono::seconds(10));
+
+  // SIGKILL, and waits for the end.
+  void Kill();
+  // SIGSTOP and SIGCONT.
+  void Freeze() const;
+  void Thaw() const;
+
+  static std::string ToHex(const std::string& bytes);
+
+ private:
+  std::optional<std::string> TakeLine();
+
+  pid_t mProcess = -1;
+  int mInput = -1;
+  int mOutput = -1;
+  std::string mBuffer;
+};
