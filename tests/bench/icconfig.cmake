@@ -1,0 +1,1 @@
+secc_bench(NAME icconfig SOURCES icconfigbench.cpp LIBRARIES secc_icconfig)
