@@ -1,6 +1,11 @@
-# Where the published OCPP JSON schemas lie: those that the npm package ocpp-rpc brings.
-set(SECC_OCPP_SCHEMAS "${CMAKE_SOURCE_DIR}/simulator/node_modules/ocpp-rpc/lib/schemas"
-    CACHE PATH "Folder of the published OCPP JSON schemas")
+# Where the published OCPP JSON schemas lie: those that the npm package ocpp-rpc brings. The tools install it below
+# build/node, a plain `npm ci` beside the simulator.
+set(SECC_OCPP_SCHEMAS "" CACHE PATH "Folder of the published OCPP JSON schemas")
+foreach(folder IN ITEMS build/node simulator)
+  if(NOT EXISTS "${SECC_OCPP_SCHEMAS}/ocpp1_6.json")
+    set(SECC_OCPP_SCHEMAS ${CMAKE_SOURCE_DIR}/${folder}/node_modules/ocpp-rpc/lib/schemas)
+  endif()
+endforeach()
 
 # Every payload record as a row of one table; walked by tests and by fuzz targets.
 add_library(secc_payload_table STATIC payloadtable.cpp)
