@@ -83,7 +83,13 @@ void CSiblingProcess::Kill()
   mProcess = -1;
 }
 
-void CSiblingProcess::Freeze() const { kill(mProcess, SIGSTOP); }
+void CSiblingProcess::Freeze() const
+{
+  kill(mProcess, SIGSTOP);
+  // Until the last thread has stopped, calls may still be answered.
+  siginfo_t information{};
+  waitid(P_PID, static_cast<id_t>(mProcess), &information, WSTOPPED | WNOWAIT);
+}
 
 void CSiblingProcess::Thaw() const { kill(mProcess, SIGCONT); }
 

@@ -21,7 +21,7 @@ class CSiblingProcess {
 
   // SIGKILL, and waits for the end.
   void Kill();
-  // SIGSTOP and SIGCONT.
+  // SIGSTOP, and waits until it has stopped; SIGCONT.
   void Freeze() const;
   void Thaw() const;
 
