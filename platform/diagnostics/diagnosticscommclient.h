@@ -9,14 +9,16 @@
 // The process's one road to the diagnostics process. All operations are safe from any thread.
 class CDiagnosticsCommClient {
  public:
-  // Starts to deliver signals, on a thread of its own. A second call replaces the first.
+  // Starts to deliver signals, on a thread of its own. A second call replaces the first. The clock must outlive
+  // Terminate.
   static void Initialize(std::shared_ptr<IDiagnostics> diagnostics, IClock& clock);
   static bool IsInitialized();
-  // Drops what has not been delivered and ends the thread, after the call in flight.
+  // Ends the delivery within half a second: what waits is still delivered if that succeeds, otherwise dropped. Without
+  // Initialize it does nothing.
   static void Terminate();
 
-  // Hands a value over and returns at once. Values are delivered in order; while nothing can be delivered the newest
-  // ones are kept, and the loss of older ones is logged. Without Initialize the value goes nowhere.
+  // Hands a value over and returns at once. Values are delivered in order; while the diagnostics process cannot be
+  // reached the newest ones are kept, and the loss of older ones is logged. Without Initialize the value goes nowhere.
   static void Send(ipc::MDiagnosticsSignal signal);
   // The last value that the diagnostics process knows of; empty when there is none or it cannot be asked. Blocks for at
   // most the deadline of a call.

@@ -8,8 +8,8 @@
 #include "platform/diagnostics/signaldefinition.h"
 #include "platform/diagnostics/signalvalue.h"
 
-// A live handle on one diagnostics signal. `instance` is 0 for the station, otherwise a connector. Safe from any
-// thread.
+// A live handle on one diagnostics signal. `instance` is an ipc::EInstanceType: 0 for the station, otherwise a
+// connector. Safe from any thread.
 template <typename T>
 class CDiagnosticsSignal {
  public:
@@ -20,25 +20,15 @@ class CDiagnosticsSignal {
   // Keeps the value as the last one and hands it over for delivery; never blocks and never throws.
   void Send(const T& value) EXCLUDES(mMutex)
   {
-    {
-      CLock lock(mMutex);
-      mLast = value;
-    }
-    ipc::MDiagnosticsSignal signal;
-    signal.set_identifier(GetIdentifier());
-    signal.set_connector(mInstance);
-    SignalValue::Put(signal, value);
-    CDiagnosticsCommClient::Send(std::move(signal));
+    CLock lock(mMutex);
+    HandOver(value);
   }
 
   // As Send, unless the value is the last one already.
   void SendOnChange(const T& value) EXCLUDES(mMutex)
   {
-    {
-      CLock lock(mMutex);
-      if (mLast == value) return;
-    }
-    Send(value);
+    CLock lock(mMutex);
+    if (mLast != value) HandOver(value);
   }
 
   // Asks the diagnostics process; empty when no value is known or it cannot be asked.
@@ -58,6 +48,17 @@ class CDiagnosticsSignal {
   }
 
  private:
+  // Under the lock, which never waits for a delivery, so that the last value kept is the last one delivered.
+  void HandOver(const T& value) REQUIRES(mMutex)
+  {
+    mLast = value;
+    ipc::MDiagnosticsSignal signal;
+    signal.set_identifier(GetIdentifier());
+    signal.set_connector(mInstance);
+    SignalValue::Put(signal, value);
+    CDiagnosticsCommClient::Send(std::move(signal));
+  }
+
   ipc::ESignalIdentifier GetIdentifier() const
   {
     return static_cast<ipc::ESignalIdentifier>(mDefinition.GetIdentifier());

@@ -20,7 +20,7 @@ class CSignalDefinition {
         mSignalClass(signalClass)
   {}
   // The row of the signal table.
-  explicit CSignalDefinition(const SSignalInfo& info)
+  explicit CSignalDefinition(const SSignalInfo& info)  // NOLINT(cppcoreguidelines-pro-type-member-init): done above
       : CSignalDefinition(info.identifier, info.description, T(), info.unit, info.signalClass)
   {}
 

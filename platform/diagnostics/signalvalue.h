@@ -1,6 +1,7 @@
 #pragma once
 
-#include <optional>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,11 @@
 // with a single value uses the first element.
 namespace SignalValue {
 
+// Texts longer than this many bytes are cut.
+constexpr size_t kMaxTextLength = 65536;
+
+// A message with a text that is not UTF-8, or with one of any length, would be refused by its receiver; what of a text
+// is malformed becomes U+FFFD.
 void Put(ipc::MDiagnosticsSignal& signal, bool value);
 void Put(ipc::MDiagnosticsSignal& signal, int32_t value);
 void Put(ipc::MDiagnosticsSignal& signal, uint32_t value);
