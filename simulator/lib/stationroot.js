@@ -155,18 +155,20 @@ export class StationRoot {
 
   /**
    * Runs `secc` within the namespace.
-   * @param {object} [options] `args` (default -v and the root); `program`; `environment`; `log`: appended to
+   * @param {object} [options] `args` (default -v and the root); `program`; `environment`; `mounts`: further arguments of
+   *   bubblewrap, as ['--ro-bind', from, to]; `log`: appended to
    * @returns {SeccProcess}
    */
   startSecc({
     args = ['-v', '-r', ROOT_WITHIN],
     program = seccProgram(),
     environment = {},
+    mounts = [],
     log = this.path('secc.log'),
   } = {}) {
     const within = '/secc';
     return new SeccProcess(
-      [...this.#namespace(), '--ro-bind', program, within, '--info-fd', '3', '--', within, ...args],
+      [...this.#namespace(), ...mounts, '--ro-bind', program, within, '--info-fd', '3', '--', within, ...args],
       { environment, log },
     );
   }
@@ -258,7 +260,13 @@ export class SeccProcess extends EventEmitter {
       timeoutMs: 5000,
       what: 'the process to be started',
     });
-    if (!this.ended) process.kill(this.#pid, name);
+    if (this.ended) return;
+    try {
+      process.kill(this.#pid, name);
+    } catch (error) {
+      // It ended a moment ago, and the outcome is about to arrive.
+      if (error.code !== 'ESRCH') throw error;
+    }
   }
 
   /** Asks it to end with SIGINT and waits; after the deadline it is killed, and the outcome says so. */

@@ -65,6 +65,25 @@ theme('stored configuration', () => {
     assert.ok(kept.length > 0, 'the damaged files are still there, under other names');
   });
 
+  const CONFIG = '/station/data/config';
+  const FOLDERS = {
+    'that is read-only': (world) => ['--ro-bind', world.root.path('data/config'), CONFIG],
+    'on a full disk': () => ['--size', '65536', '--tmpfs', CONFIG],
+  };
+  for (const [what, mounts] of Object.entries(FOLDERS)) {
+    systemTest(
+      `a folder ${what}: the station comes online, and the log says what it cannot keep`,
+      {},
+      async (world) => {
+        await world.station.start();
+        world.startSecc({ mounts: mounts(world) });
+        await world.online();
+        await world.answers();
+        assert.ok(world.secc.lines.some((line) => /Secc error .*\(platform\/icconfig/.test(line)));
+      },
+    );
+  }
+
   systemTest(
     'killed with signal 9 twenty times while it comes online, it comes online',
     { timeoutMs: 180000 },

@@ -3,7 +3,6 @@ import { randomUUID } from 'node:crypto';
 import { assert, pause, systemTest, theme } from './lib/world.js';
 
 const LONG_ID = 'i'.repeat(36);
-const FRAME_BYTES = 8 * 1024 * 1024;
 const GROWTH_KB = 48 * 1024;
 
 /** Sends a text and gives the answer that carries `id`, or null when none comes in a while. */
@@ -110,19 +109,31 @@ theme('hostile frames', () => {
     await world.answers();
   });
 
-  systemTest('a frame of 8 MB closes with 1009, and the station returns', {}, async (world) => {
+  systemTest('a frame of a million characters is answered', {}, async (world) => {
     await online(world);
-    const before = world.secc.residentKb();
-    await world.link.sendRaw(`[2,"big","FooBar",{"a":"${'x'.repeat(FRAME_BYTES)}"}]`);
-    await world.csms.waitFor(() => world.link.connections.length === 2, {
-      timeoutMs: 20000,
-      what: 'the second connection',
-    });
-    assert.equal(world.link.connections[0].closed.code, 1009);
-    await world.answers();
-    const growth = world.secc.residentKb() - before;
-    assert.ok(growth < GROWTH_KB, `memory grew by ${growth} kB`);
+    const id = randomUUID();
+    const answer = await answerTo(world, id, `[2,"${id}","FooBar",{"a":"${'x'.repeat(1e6)}"}]`, 5000);
+    assert.equal(answer?.code, 'NotImplemented');
   });
+
+  for (const bytes of [1.2e6, 2e6, 8 * 1024 * 1024]) {
+    systemTest(`a frame of ${bytes} characters closes with 1009, and the station returns`, {}, async (world) => {
+      await online(world);
+      const before = world.secc.residentKb();
+      await world.link.sendRaw(`[2,"big","FooBar",{"a":"${'x'.repeat(bytes)}"}]`);
+      await world.secc.waitForLine('Local close code: 1009 (Message too big)');
+      await world.csms.waitFor(() => world.link.connections.length === 2, {
+        timeoutMs: 20000,
+        what: 'the second connection',
+      });
+      // Of a larger one so much is still under way that TCP's reset overtakes the close frame.
+      const expected = bytes > 4e6 ? [1009, 1006] : [1009];
+      assert.ok(expected.includes(world.link.connections[0].closed.code), `${world.link.connections[0].closed.code}`);
+      await world.answers();
+      const growth = world.secc.residentKb() - before;
+      assert.ok(growth < GROWTH_KB, `memory grew by ${growth} kB`);
+    });
+  }
 
   systemTest('a thousand hostile frames leave memory, threads and descriptors as they were', {}, async (world) => {
     await online(world);
@@ -181,15 +192,19 @@ theme('hostile answers', () => {
     );
   }
 
-  systemTest('an answer that breaks off in the middle of its frame: the station returns', {}, async (world) => {
-    world.csms.setBoot({ status: 'Accepted', interval: 1 });
-    world.csms.answer('Heartbeat', [{}, { cut: 'during' }]);
-    await world.start();
-    await world.online();
-    await world.csms.waitFor(() => world.link.connections.length === 2, {
-      timeoutMs: 15000,
-      what: 'the second connection',
-    });
-    await world.nextHeartbeat();
-  });
+  systemTest(
+    'an answer that breaks off in the middle of its frame: the station returns',
+    { settings: { ocpp: { MessageTimeout: 2 } } },
+    async (world) => {
+      world.csms.setBoot({ status: 'Accepted', interval: 1 });
+      world.csms.answer('Heartbeat', [{}, { cut: 'during' }]);
+      await world.start();
+      await world.online();
+      await world.csms.waitFor(() => world.link.connections.length === 2, {
+        timeoutMs: 15000,
+        what: 'the second connection',
+      });
+      await world.nextHeartbeat();
+    },
+  );
 });

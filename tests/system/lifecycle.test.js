@@ -50,7 +50,7 @@ theme('process control', () => {
     {},
     async (world) => {
       await world.start();
-      await world.online();
+      await world.settled();
       const { supervisor } = world.station;
       supervisor.release();
       assert.equal(await supervisor.disable(), 0);

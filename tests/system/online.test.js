@@ -145,7 +145,7 @@ theme('registration', () => {
     {},
     async (world) => {
       await world.start();
-      await world.online();
+      await world.settled();
       world.link.close(1012, 'restart');
       await world.csms.waitFor(() => world.link.connections.length === 2, {
         timeoutMs: 10000,
@@ -175,7 +175,7 @@ theme('a central system that goes and comes', () => {
   systemTest('restarted: the station returns and does not register again', {}, async (world) => {
     world.csms.setBoot(FAST);
     await world.start();
-    await world.online();
+    await world.settled();
     await world.csms.stop();
     await pause(500);
     await world.csms.start();
@@ -187,7 +187,7 @@ theme('a central system that goes and comes', () => {
   systemTest('no heartbeat is sent from the past: after an outage they go on at their pace', {}, async (world) => {
     world.csms.setBoot(FAST);
     await world.start();
-    await world.online();
+    await world.settled();
     await world.csms.stop();
     await pause(2500);
     await world.csms.start();
