@@ -160,6 +160,7 @@ class CChangeWatcher::CState {
 
   void ReadEvents() EXCLUDES(mMutex)
   {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): read fills it
     alignas(inotify_event) std::array<char, kEventBuffer> buffer;
     for (;;) {
       const ssize_t size = read(mNotify.Get(), buffer.data(), buffer.size());

@@ -144,7 +144,7 @@ class CConfig::CCore {
   std::map<std::string, int64_t> mReported GUARDED_BY(mMutex);  // key and revision of bad values
 };
 
-CConfig::CConfig(SOptions options) : mCore(std::make_shared<CCore>(options))
+CConfig::CConfig(const SOptions& options) : mCore(std::make_shared<CCore>(options))
 {
   if (!options.isWatched) return;
   mWatch =

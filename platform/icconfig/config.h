@@ -25,7 +25,7 @@ class CConfig : public IConfig {
     bool isWatched = true;  // changes are followed
   };
 
-  explicit CConfig(SOptions options);
+  explicit CConfig(const SOptions& options);
   // No callback runs any more when it returns, but for the one that it is called from.
   ~CConfig() override;
   CConfig(const CConfig&) = delete;

@@ -1,5 +1,6 @@
 #include "platform/icconfig/icconfig.h"
 
+#include <algorithm>
 #include <array>
 #include <stdexcept>
 #include <string_view>

@@ -370,10 +370,12 @@ bool CFakeConfig::Write(const CBatch& wanted)
   CFakeMedium::EWrite outcome = CFakeMedium::EWrite::EDone;
   {
     CLock lock(mMutex);
-    const bool changesSomething = std::any_of(batch->begin(), batch->end(), [&](const auto& step) {
+    bool changesSomething = false;
+    for (const auto& step : *batch) {
       const auto stored = mStored.find(step.first);
-      return step.second ? stored == mStored.end() || stored->second != *step.second : stored != mStored.end();
-    });
+      const bool isSame = stored == mStored.end() ? !step.second : step.second && *step.second == stored->second;
+      changesSomething = changesSomething || !isSame;
+    }
     if (!changesSomething) return true;
     outcome = mMedium->NextWrite();
     if (outcome == CFakeMedium::EWrite::EFailed) return false;
