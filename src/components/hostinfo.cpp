@@ -55,7 +55,7 @@ std::string CHostInfo::ResolveAddress(const std::function<bool()>& isAborted)
     LOG_ERROR("No local hostname with {} found via mDNS", name);
     return {};
   }
-  const std::string address = devices.front().address;
+  std::string address = devices.front().address;
   LOG_INFO("Local hostname found via mDNS with ip address: {}", address);
   CLock lock(mMutex);
   // The location may have been changed while the network was asked.
