@@ -127,12 +127,12 @@ TEST_F(OperationHandlerAnswer, ExceptionsOfAResponseAreLoggedByKindAndFreeTheSlo
       {[] { throw std::runtime_error("other"); }, "[Cpo Backoffice] An exception is thrown. Heartbeat, other"},
       {[] { throw 5; }, "[Cpo Backoffice] An unknown exception is thrown. Heartbeat"},
   };
-  for (const auto& [thrower, text] : rows) {
+  for (const auto& row : rows) {
     const auto heartbeat = Heartbeat("h1");
-    heartbeat->OnResponse([&](const std::string&) { thrower(); });
+    heartbeat->OnResponse([&](const std::string&) { row.first(); });
     Push(heartbeat);
     Answer("h1");
-    EXPECT_TRUE(mLog.Contains(text)) << text;
+    EXPECT_TRUE(mLog.Contains(row.second)) << row.second;
     EXPECT_FALSE(mHandler->HasOutCall());
     EXPECT_FALSE(mLog.ContainsPart("OCPP-CS-Conf"));
   }

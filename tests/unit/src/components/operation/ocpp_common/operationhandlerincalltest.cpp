@@ -210,11 +210,11 @@ TEST_F(OperationHandlerInCall, ExceptionsOfExecuteAreLoggedByKindAndAnsweredForm
       {[] { throw std::runtime_error("other"); }, "[Cpo Backoffice] An exception is thrown. Reset, other"},
       {[] { throw 5; }, "[Cpo Backoffice] An unknown exception is thrown. Reset"},
   };
-  for (const auto& [thrower, text] : rows) {
+  for (const auto& row : rows) {
     mLog.Clear();
-    mFactory->behaviours[EInOpType::EReset].read = [&](const std::string&) { thrower(); };
-    EXPECT_EQ(AnswerTo("7", "Reset"), ErrorFrame("7", EInCallError::EFormationViolation)) << text;
-    EXPECT_TRUE(mLog.ContainsPart(text)) << text;
+    mFactory->behaviours[EInOpType::EReset].read = [&](const std::string&) { row.first(); };
+    EXPECT_EQ(AnswerTo("7", "Reset"), ErrorFrame("7", EInCallError::EFormationViolation)) << row.second;
+    EXPECT_TRUE(mLog.ContainsPart(row.second)) << row.second;
   }
 }
 
