@@ -9,6 +9,7 @@
 #include "platform/iipc/timestamp.h"
 #include "src/components/ibackoffice.h"
 #include "src/components/iocpp.h"
+#include "src/components/ipersistentmessagestoragemanager.h"
 #include "src/components/isystemaccessinterface.h"
 #include "src/components/smartcharging/ismartchargingcomponent.h"
 
@@ -17,6 +18,20 @@ namespace {
 constexpr const char* kOpenedTransaction = "OpenedTransaction";
 constexpr const char* kCurrentTransactionId = "CurrentTransactionId";
 constexpr int64_t kNoTransaction = -1;
+// The key of the transaction that "CurrentTransactionId" is the id of.
+const std::string kCurrentTransactionKey = "CurrentTransactionKey";
+// The running session: the key of its transaction, and whether it has ended.
+const std::string kSession = "SessionTransaction";
+const std::string kSessionKey = "Key";
+const std::string kSessionHasEnded = "HasEnded";
+
+Json::Value ToRecord(const std::string& key, bool hasEnded)
+{
+  Json::Value record(Json::objectValue);
+  record[kSessionKey] = key;
+  record[kSessionHasEnded] = hasEnded;
+  return record;
+}
 
 bool IsSuccess(const ipc::MResult& result) { return result.result() == ipc::EResultSuccess; }
 
@@ -113,7 +128,29 @@ void CSessionClientHandler::SetParentIdTag(const std::string& parentIdTag)
 void CSessionClientHandler::Init()
 {
   LOG_ENTRY("CSessionClientHandler");
-  mHasOpenTransaction = mSystemAccess.GetSeccPersistentData(mConnector)->GetBool(kOpenedTransaction, false);
+  bool hasOpenTransaction = mSystemAccess.GetSeccPersistentData(mConnector)->GetBool(kOpenedTransaction, false);
+  // "OpenedTransaction" is written behind the message that it tells of. A process that was killed between the two finds
+  // here what it had come to; otherwise the transaction would be started twice, or the next one not at all.
+  const auto session = ReadSession();
+  if (session && session->hasEnded) {
+    LOG_INFO("{}The process ended while its session was being stopped", mLogPrefix);
+    hasOpenTransaction = false;
+    StoreSessionEnd();
+  } else if (!hasOpenTransaction && session && IsStartOnItsWay(session->key)) {
+    LOG_INFO("{}The process ended while its session was being started", mLogPrefix);
+    hasOpenTransaction = true;
+    StoreOpenedTransaction(true);
+  }
+  mHasOpenTransaction = hasOpenTransaction;
+}
+
+// True when the StartTransaction of that id is stored, or was answered or given up.
+bool CSessionClientHandler::IsStartOnItsWay(const std::string& key) const
+{
+  if (key.empty() || key == kAnyTransaction) return false;
+  const auto* storage = mSystemAccess.GetPersistentMessageStorage();
+  if (storage != nullptr && storage->IsStored(key)) return true;
+  return mSystemAccess.GetSeccPersistentData(mConnector)->GetJson(kCurrentTransactionKey, "") == Json::Value(key);
 }
 
 void CSessionClientHandler::HandleStateChanged(const ipc::MConnectorState& state)
@@ -135,6 +172,8 @@ void CSessionClientHandler::HandleSessionStarted(const ipc::MMeterData& meterDat
   auto& ocpp = *mSystemAccess.GetOcpp();
   // A session that survived a restart of the process has its transaction already.
   if (!mHasOpenTransaction) {
+    // The operation enters its key as soon as there is one; a session whose start reaches no backoffice has none.
+    if (GetTransactionKey() != "") StoreSession({});
     ocpp.PushOutCall(
         EOutOpType::EStartTransaction, ocpp.GetAllUsedBackofficeIds(), false,
         {{EOperationParameter::EConnectorId, int64_t{mConnector}}, {EOperationParameter::EMeterData, meterData}});
@@ -149,18 +188,40 @@ void CSessionClientHandler::HandleSessionStopped(const ipc::MMeterData& meterDat
   LOG_ENTRY("CSessionClientHandler");
   auto& ocpp = *mSystemAccess.GetOcpp();
   ocpp.CancelOcppSessionMeterValues(mConnector);
+  StoreSession({GetTransactionKey(), true});
   ocpp.PushOutCall(EOutOpType::EStopTransaction, ocpp.GetAllUsedBackofficeIds(), true,
                    {{EOperationParameter::EConnectorId, int64_t{mConnector}},
                     {EOperationParameter::EStopReason, int64_t{reason}},
                     {EOperationParameter::EMeterData, meterData}});
   mHasOpenTransaction = false;
-  StoreOpenedTransaction(false);
+  StoreSessionEnd();
   if (auto* smartCharging = mSystemAccess.GetSmartChargingComponent()) smartCharging->OnTransactionEnd();
 }
 
 void CSessionClientHandler::StoreOpenedTransaction(bool opened) const
 {
   mSystemAccess.GetSeccPersistentData(mConnector)->SetBool(kOpenedTransaction, opened);
+}
+
+std::optional<CSessionClientHandler::SSession> CSessionClientHandler::ReadSession() const
+{
+  const auto record = mSystemAccess.GetSeccPersistentData(mConnector)->GetJson(kSession, Json::Value());
+  if (!record.isObject()) return std::nullopt;
+  SSession session;
+  if (record[kSessionKey].isString()) session.key = record[kSessionKey].asString();
+  session.hasEnded = record[kSessionHasEnded].isBool() && record[kSessionHasEnded].asBool();
+  return session;
+}
+
+void CSessionClientHandler::StoreSession(const SSession& session) const
+{
+  mSystemAccess.GetSeccPersistentData(mConnector)->SetJson(kSession, ToRecord(session.key, session.hasEnded));
+}
+
+void CSessionClientHandler::StoreSessionEnd() const
+{
+  mSystemAccess.GetSeccPersistentData(mConnector)
+      ->Apply({}, {{kOpenedTransaction, Json::Value(false)}, {kSession, ToRecord("", false)}});
 }
 
 int32_t CSessionClientHandler::GetConnectorState()
@@ -199,6 +260,41 @@ void CSessionClientHandler::ClearTransactionId()
 {
   LOG_ENTRY("CSessionClientHandler");
   SetTransactionId(kNoTransaction);
+}
+
+void CSessionClientHandler::BeginTransaction(const std::string& key)
+{
+  LOG_ENTRY("CSessionClientHandler");
+  StoreSession({key, false});
+}
+
+// A connector whose data were written before there were keys has the current transaction.
+std::string CSessionClientHandler::GetTransactionKey()
+{
+  LOG_ENTRY("CSessionClientHandler");
+  const auto session = ReadSession();
+  return session ? session->key : std::string(kAnyTransaction);
+}
+
+void CSessionClientHandler::SettleTransaction(const std::string& key, int64_t id)
+{
+  LOG_ENTRY("CSessionClientHandler");
+  mSystemAccess.GetSeccPersistentData(mConnector)
+      ->Apply({}, {{kCurrentTransactionId, Json::Value(static_cast<Json::Int64>(id))},
+                   {kCurrentTransactionKey, Json::Value(key)}});
+}
+
+int64_t CSessionClientHandler::GetTransactionIdOf(const std::string& key)
+{
+  LOG_ENTRY("CSessionClientHandler");
+  const auto& data = *mSystemAccess.GetSeccPersistentData(mConnector);
+  if (key == kAnyTransaction) return GetTransactionId();
+  // Id and key are written together and read one after the other.
+  for (;;) {
+    const int64_t id = data.GetInt(kCurrentTransactionId, kNoTransaction);
+    const bool isCurrent = !key.empty() && data.GetJson(kCurrentTransactionKey, "") == Json::Value(key);
+    if (data.GetInt(kCurrentTransactionId, kNoTransaction) == id) return isCurrent ? id : kNoTransaction;
+  }
 }
 
 std::string CSessionClientHandler::GetSessionIdTag()

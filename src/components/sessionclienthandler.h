@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/iipc/isessionmanager.h"
@@ -40,12 +41,27 @@ class CSessionClientHandler : public ISessionClientHandler {
   std::string GetSessionIdTag() override;
   bool IsReportable(int32_t state) override;
   int32_t MapToSystemState(int32_t state) override;
+  void BeginTransaction(const std::string& key) override;
+  std::string GetTransactionKey() override;
+  void SettleTransaction(const std::string& key, int64_t id) override;
+  int64_t GetTransactionIdOf(const std::string& key) override;
 
  private:
+  // What is kept of the running session beside "OpenedTransaction".
+  struct SSession {
+    std::string key;        // of its transaction
+    bool hasEnded = false;  // its StopTransaction is being made
+  };
+
   // Runs `call`; false, and a line in the log, when the session manager cannot be reached.
   bool Reach(const std::function<void()>& call) const;
   bool Request(const std::function<ipc::MResult()>& call) const;
   void StoreOpenedTransaction(bool opened) const;
+  // Empty for a connector that has never had a session.
+  std::optional<SSession> ReadSession() const;
+  void StoreSession(const SSession& session) const;
+  void StoreSessionEnd() const;
+  bool IsStartOnItsWay(const std::string& key) const;
 
   // Constant after construction.
   const uint32_t mConnector;

@@ -29,6 +29,11 @@ class CFakeSessionClient : public ISessionClientHandler {
   std::string GetSessionIdTag() override { return {}; }
   bool IsReportable(int32_t state) override { return state >= 1 && state <= 10; }
   int32_t MapToSystemState(int32_t state) override { return state; }
+  // Every message belongs to the current transaction.
+  void BeginTransaction(const std::string&) override {}
+  std::string GetTransactionKey() override { return kAnyTransaction; }
+  void SettleTransaction(const std::string&, int64_t id) override { SetTransactionId(id); }
+  int64_t GetTransactionIdOf(const std::string&) override { return GetTransactionId(); }
 
  private:
   std::atomic<int64_t> mTransactionId{-1};
