@@ -9,6 +9,7 @@
 // One reading of the station's meter and sensors. The lists hold one element per phase (1 or 3).
 struct SSampledValues {
   std::string timestamp;           // UTC, moment of reading
+  bool hasEnergy = false;          // the register was read; otherwise it is 0
   int64_t energyWh = 0;            // import register
   std::vector<int32_t> currentMa;  // mA
   std::vector<int32_t> voltageMv;  // mV
@@ -31,13 +32,15 @@ class ISampledValuesHandler {
 
   // Throws Rpc::CommunicationException when the meter cannot be reached.
   virtual ipc::MMeterData GetMeterData() = 0;
+  // What cannot be read is 0, or an empty list, and logged; the timestamp is there in any case.
   virtual SSampledValues GetSampledValues() = 0;
   // Throws Rpc::CommunicationException when the meter cannot be reached.
   virtual ipc::MMeterSessions GetMeterSessions() = 0;
-  // Start of the running session as date-time text; empty without one.
+  // Start of the running session as date-time text; empty without one, and when the meter cannot be reached.
   virtual std::string GetOngoingSessionStartTime() = 0;
-  // Stores the register (Wh) as the new baseline; gives the difference from the previous one.
+  // Stores the register (Wh) as the new baseline; gives the difference from the previous one, 0 without one.
   virtual int64_t UpdateSampleIntervalBaseline(int64_t registerWh) = 0;
   virtual int64_t UpdateClockAlignedBaseline(int64_t registerWh) = 0;
+  // The highest temperature of the message is the one that counts from here on; one without any changes nothing.
   virtual void UpdateTemperatures(const ipc::MMcuStatus& status) = 0;
 };
