@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <regex>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -18,7 +18,9 @@ namespace {
 std::map<int32_t, std::string> ReadPublishedSignals()
 {
   std::ifstream file(SECC_SIGNALS_PROTO);
-  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::ostringstream content;
+  content << file.rdbuf();
+  const std::string text = content.str();
   const std::regex entry(R"(// ([^\n]*)\n  ESignal\w+ = (\d+);)");
   std::map<int32_t, std::string> signals;
   for (std::sregex_iterator it(text.begin(), text.end(), entry), last; it != last; ++it) {
