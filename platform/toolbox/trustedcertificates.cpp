@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string_view>
 
 #include "platform/iclogger/log.h"
@@ -16,7 +16,7 @@ namespace {
 constexpr std::string_view kBegin = "-----BEGIN CERTIFICATE-----";
 constexpr std::string_view kEnd = "-----END CERTIFICATE-----";
 // A folder of certificates holds no large files; whatever does is something else.
-constexpr uintmax_t kMaxFileSize = 4 * 1024 * 1024;
+constexpr uintmax_t kMaxFileSize = 4'194'304;
 
 int GetDigit(char c)
 {
@@ -49,7 +49,9 @@ bool IsSequence(std::string text)
 void AppendCertificates(const std::string& path, std::string& all)
 {
   std::ifstream file(path, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::ostringstream stream;
+  stream << file.rdbuf();
+  const std::string text = stream.str();
   size_t begin = text.find(kBegin);
   while (begin != std::string::npos) {
     const size_t content = begin + kBegin.size();

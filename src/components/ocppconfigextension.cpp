@@ -1,7 +1,7 @@
 #include "src/components/ocppconfigextension.h"
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <utility>
 
 #include "platform/iclogger/log.h"
@@ -23,7 +23,9 @@ bool COcppConfigExtension::GetPublicKey(const std::string& keyName, std::string&
     LOG_ERROR("Failed to open {}", path);
     return false;
   }
-  output.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  std::ostringstream content;
+  content << file.rdbuf();
+  output = content.str();
   return true;
 }
 

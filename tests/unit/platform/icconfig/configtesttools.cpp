@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 CTemporaryFolder::CTemporaryFolder()
@@ -35,7 +35,9 @@ void WriteFile(const std::string& path, const std::string& text)
 std::string ReadFile(const std::string& path)
 {
   std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::ostringstream content;
+  content << file.rdbuf();
+  return content.str();
 }
 
 bool IsFile(const std::string& path) { return std::filesystem::is_regular_file(path); }

@@ -8,6 +8,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "platform/toolbox/filetransfer.h"
 #include "platform/toolbox/trustedcertificates.h"
@@ -167,7 +168,9 @@ TEST_F(TlsTransfer, BundleOfTheMachineIsReadWhole)
 {
   MakeCertificate(mFolder, "IP:127.0.0.1");
   std::ifstream file(mFolder / "certificate.pem");
-  const std::string one{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::ostringstream certificate;
+  certificate << file.rdbuf();
+  const std::string one = certificate.str();
   std::ofstream(mFolder / "trust" / "bundle.crt") << "# comment\n" << one << "\n" << one;
   const std::string all = Toolbox::ReadTrustedCertificates({mFolder / "trust"});
   EXPECT_EQ(all, one + one);
