@@ -85,10 +85,10 @@ constexpr int kHsmNoTarget = -1;
 // For an event in a state: the state to go to (or kHsmNoTarget), and what to do in place.
 template <typename THandler>
 struct SHsmRule {
-  int state;
+  int state = kHsmComposite;
   std::type_index event;
-  int target;
-  void (*action)(THandler&);
+  int target = kHsmNoTarget;
+  void (*action)(THandler&) = nullptr;
 };
 
 // Outermost state: no rule has matched.

@@ -21,7 +21,7 @@ constexpr char kDefaultFolder[] = "unix:run/secc/";
 constexpr char kDefaultSuffix[] = ".sock";
 constexpr int64_t kMinDeadlineMs = 100;
 constexpr int64_t kMaxDeadlineMs = 60000;
-constexpr uintmax_t kMaxFileSize = 1024 * 1024;
+constexpr uintmax_t kMaxFileSize = 1'048'576;
 // The file itself is small and flat; deeper nesting is refused before it costs stack.
 constexpr int kMaxNesting = 20;
 constexpr size_t kMaxSocketPath = sizeof(sockaddr_un::sun_path) - 1;

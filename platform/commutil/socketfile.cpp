@@ -21,7 +21,7 @@ std::string CreateFolder(const std::filesystem::path& folder)
 {
   std::error_code error;
   if (folder.empty() || std::filesystem::is_directory(folder, error)) return "";
-  const std::string fault = CreateFolder(folder.parent_path());
+  std::string fault = CreateFolder(folder.parent_path());
   if (!fault.empty()) return fault;
   if (mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) return folder.string() + ": " + TextOf(errno);
   return "";
@@ -45,7 +45,7 @@ int Probe(const std::string& path)
 std::string PrepareSocketFile(const std::string& path)
 {
   if (path.size() >= sizeof(sockaddr_un::sun_path)) return "the path is too long for a socket";
-  const std::string fault = CreateFolder(std::filesystem::path(path).parent_path());
+  std::string fault = CreateFolder(std::filesystem::path(path).parent_path());
   if (!fault.empty()) return fault;
 
   struct stat status {};

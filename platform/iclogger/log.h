@@ -32,7 +32,7 @@ class CLogSink {
     CLock lock(mMutex);
     return mLogger;
   }
-  operator CLogger() const { return Get(); }
+  operator CLogger() const { return Get(); }  // NOLINT(google-explicit-constructor): is used like the pointer itself
   CLogger operator->() const { return Get(); }
   explicit operator bool() const { return Get() != nullptr; }
 

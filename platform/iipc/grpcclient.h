@@ -42,7 +42,7 @@ template <typename TClient>
 std::shared_ptr<TClient> CreateGrpcClient(GrpcBackend& backend, const std::string& serviceName)
 {
   const std::shared_ptr<Rpc::CSibling> sibling = backend.OpenSibling(serviceName);
-  const auto client = std::make_shared<TClient>(sibling);
+  auto client = std::make_shared<TClient>(sibling);
   ipc::MSubscribe subscription;
   subscription.set_subscriber("secc");
   const auto deliver = [weakClient = std::weak_ptr<TClient>(client)](const std::string& bytes) {

@@ -67,6 +67,7 @@ CTransfer::CTransfer(const std::string& url, const std::optional<SCredentials>& 
   curl_easy_setopt(mHandle, CURLOPT_CAPATH, nullptr);
   if (!authorities.empty()) {
     // Copied, because the library makes it into a store only when it connects.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the library's record serves both directions
     mAuthorities = {const_cast<char*>(authorities.data()), authorities.size(), CURL_BLOB_COPY};
     curl_easy_setopt(mHandle, CURLOPT_CAINFO_BLOB, &mAuthorities);
   }

@@ -6,7 +6,7 @@
 
 namespace {
 
-std::string WithoutLastToken(std::string text) { return text.substr(0, text.find("; last read: ")); }
+std::string WithoutLastToken(const std::string& text) { return text.substr(0, text.find("; last read: ")); }
 
 }  // namespace
 

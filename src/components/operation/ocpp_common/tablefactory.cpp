@@ -1,6 +1,6 @@
 #include "src/components/operation/ocpp_common/tablefactory.h"
 
-#include <spdlog/fmt/fmt.h>
+#include <fmt/format.h>
 
 #include <functional>
 
