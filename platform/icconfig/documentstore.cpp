@@ -50,10 +50,15 @@ void CDocumentStore::RefreshLocked()
 {
   const auto reason = TryRefresh();
   if (!reason) return;
-  const auto target = SetAside(mPath);
-  const std::string outcome = target ? "Set aside as " + *target : "It cannot be set aside: " + ErrorText(errno);
-  GiveUp(fmt::format("Configuration file {} cannot be read: {}. {}", mPath, *reason, outcome));
-  if (target) TryRefresh();
+  if (const auto target = SetAside(mPath)) {
+    // The defaults serve from here on, as after a factory reset: no reason to refuse to work.
+    LOG_ERROR("Configuration file {} cannot be read: {}. Set aside as {}", mPath, *reason, *target);
+    Replace(Json::Value(Json::objectValue));
+    TryRefresh();
+    return;
+  }
+  GiveUp(fmt::format("Configuration file {} cannot be read: {}. It cannot be set aside: {}", mPath, *reason,
+                     ErrorText(errno)));
 }
 
 void CDocumentStore::GiveUp(const std::string& text)

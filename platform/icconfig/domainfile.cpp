@@ -144,11 +144,15 @@ bool IsForbidden(const std::string& path)
   return !S_ISREG(status.st_mode) || (access(path.c_str(), R_OK) != 0 && errno == EACCES);
 }
 
-void SetAsideAndReport(const std::string& path, const std::string& reason, std::vector<std::string>& problems)
+void SetAsideOrReport(const std::string& path, const std::string& reason, std::vector<std::string>& problems)
 {
-  const auto target = SetAside(path, kCompanions);
-  Report(problems, fmt::format("Configuration file {} cannot be read: {}. {}", path, reason,
-                               target ? "Set aside as " + *target : "It cannot be set aside: " + ErrorText(errno)));
+  if (const auto target = SetAside(path, kCompanions)) {
+    // The defaults serve from here on, as after a factory reset: no reason to refuse to work.
+    LOG_ERROR("Configuration file {} cannot be read: {}. Set aside as {}", path, reason, *target);
+    return;
+  }
+  Report(problems, fmt::format("Configuration file {} cannot be read: {}. It cannot be set aside: {}", path, reason,
+                               ErrorText(errno)));
 }
 
 std::unique_ptr<SDomainFile> OpenForWriting(const std::string& path, std::vector<std::string>& problems)
@@ -166,7 +170,7 @@ std::unique_ptr<SDomainFile> OpenForWriting(const std::string& path, std::vector
       return TryWritable(path);
     } catch (const CSqliteError& error) {
       if (isFirst && (error.IsDamage() || IsForbidden(path))) {
-        SetAsideAndReport(path, error.what(), problems);
+        SetAsideOrReport(path, error.what(), problems);
         continue;
       }
       LOG_ERROR("Configuration file {} cannot be opened for writing: {}", path, error.what());
@@ -212,7 +216,7 @@ void SetAsideDomainFile(const std::string& path, std::unique_ptr<SDomainFile> fi
 {
   const CDirectoryLock lock(DirectoryOf(path));
   file->file->Abandon();
-  if (!file->file->HasMoved()) SetAsideAndReport(path, reason, problems);
+  if (!file->file->HasMoved()) SetAsideOrReport(path, reason, problems);
 }
 
 }  // namespace IcConfig

@@ -77,8 +77,8 @@ void SetPaths(SPaths paths);
 
 // Opens a domain, whose name is a path below the data directory ("connector1/secc_persistentdata"); a name that leads
 // out of it throws std::invalid_argument. Either callback may be empty. The change callback hears every key of the
-// domain. Never throws for what is on disk: a damaged file is set aside under a new name, logged at error level and
-// told to `errorCallback`, and the domain starts from its defaults.
+// domain. Never throws for what is on disk: a damaged file is set aside under a new name and logged at error level, and
+// the domain starts from its defaults; `errorCallback` hears of a file that can neither be read nor set aside.
 std::shared_ptr<IConfig> Create(const std::string& domain, CErrorCallback errorCallback,
                                 CChangeCallback changeCallback);
 // As Create, without the right to write: a damaged file is left for its owner to set aside. With `watch` true changes

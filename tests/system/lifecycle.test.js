@@ -77,7 +77,10 @@ theme('process control', () => {
       const { supervisor } = world.station;
       supervisor.release();
       const round = async (count) => {
+        // The answer says that the request was taken; Enable is legal again once Disabled is reached.
+        const disabled = supervisor.reports.filter((text) => text === 'Disabled').length;
         assert.equal(await supervisor.disable(), 0);
+        await reported(world, 'Disabled', disabled + 1);
         await world.csms.waitFor(() => !world.link.online, { timeoutMs: 5000, what: 'the end of the link' });
         assert.equal(await supervisor.enable(), 0);
         await world.csms.waitFor(() => world.link.online && world.link.connections.length === count, {

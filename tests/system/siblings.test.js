@@ -14,7 +14,8 @@ const STREAMS = [
   'SessionManagerAuth',
 ];
 const SERVICES = [...STREAMS, 'CurrentControl', 'Feedback', 'Meter'];
-const RENEWAL_MS = 1000;
+// A second is promised, and the IPC library's own tests hold it to that; here other tests share the processors.
+const RENEWAL_MS = 3000;
 
 theme('siblings that go and come', () => {
   for (const name of SERVICES) {

@@ -26,6 +26,15 @@ CConfigFolders::CConfigFolders()
   IcConfig::SetPaths({GetData(), GetDefaults()});
 }
 
+std::string OnlyErrorLine(const CLogCapture& log)
+{
+  std::vector<std::string> texts;
+  for (const auto& line : log.GetLines()) {
+    if (line.level == Log::ELogLevel::EError) texts.push_back(line.text);
+  }
+  return texts.size() == 1 ? texts.front() : std::string();
+}
+
 void WriteFile(const std::string& path, const std::string& text)
 {
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());

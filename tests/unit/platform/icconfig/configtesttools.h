@@ -6,6 +6,7 @@
 
 #include "platform/clock/realclock.h"
 #include "platform/icconfig/icconfig.h"
+#include "tests/unit/support/logcapture.h"
 
 // A folder of its own for one test, removed with all its content at the end.
 class CTemporaryFolder {
@@ -34,6 +35,8 @@ class CConfigFolders {
   CTemporaryFolder mFolder;
 };
 
+// The only line at error level; empty when there is another number of them.
+std::string OnlyErrorLine(const CLogCapture& log);
 void WriteFile(const std::string& path, const std::string& text);
 std::string ReadFile(const std::string& path);
 bool IsFile(const std::string& path);

@@ -69,14 +69,13 @@ class ConfigDomain : public testing::Test {
       EXPECT_EQ(config->ListKeys(), CKeys({"Packaged"}));
       EXPECT_TRUE(config->SetInt("Key", 1));
     }
-    ASSERT_EQ(mRecorder.GetErrors().size(), 1u);
-    const auto error = mRecorder.GetErrors().front();
+    const auto error = OnlyErrorLine(mLog);
     EXPECT_EQ(error.rfind("Configuration file " + mFile + " cannot be read: ", 0), 0u) << error;
     EXPECT_NE(error.find("Set aside as " + mFile + ".damaged-1"), std::string::npos) << error;
-    EXPECT_EQ(mLog.Count(Log::ELogLevel::EError, error), 1u);
     EXPECT_TRUE(ReadFile(mFile + ".damaged-1") == content);
     EXPECT_EQ(Open()->GetInt("Key", 0), 1);
-    EXPECT_EQ(mRecorder.GetErrors().size(), 1u);
+    // The process goes on with the defaults, so nobody has to be alarmed.
+    EXPECT_TRUE(mRecorder.GetErrors().empty());
   }
 
   CConfigFolders mFolders;
@@ -262,7 +261,8 @@ TEST_F(ConfigDomain, FolderInThePlaceOfTheFileIsSetAside)
   const auto config = Open();
   EXPECT_TRUE(config->SetInt("Key", 1));
   EXPECT_EQ(ReadFile(mFile + ".damaged-1/inside"), "kept");
-  EXPECT_EQ(mRecorder.GetErrors().size(), 1u);
+  EXPECT_NE(OnlyErrorLine(mLog), "");
+  EXPECT_TRUE(mRecorder.GetErrors().empty());
 }
 
 TEST_F(ConfigDomain, FormerSetAsideFilesAreKept)
@@ -301,7 +301,8 @@ TEST_F(ConfigDomain, DamageFoundByAWriteStartsANewFileAndTheWriteIsDone)
   for (int number = 0; number < 2000; number += 100)
     EXPECT_TRUE(config->SetInt("Key" + std::to_string(number), number));
   EXPECT_TRUE(IsFile(mFile + ".damaged-1"));
-  EXPECT_EQ(mRecorder.GetErrors().size(), 1u);
+  EXPECT_NE(OnlyErrorLine(mLog), "");
+  EXPECT_TRUE(mRecorder.GetErrors().empty());
   EXPECT_EQ(Open()->GetInt("Key1900", 0), 1900);
 }
 
@@ -313,7 +314,8 @@ TEST_F(ConfigDomain, DamageFoundByAReadStartsANewFile)
   EXPECT_LT(config->ListKeys().size(), 2000u);
   for (int number = 0; number < 2000; number += 100) config->GetInt("Key" + std::to_string(number), 0);
   EXPECT_TRUE(IsFile(mFile + ".damaged-1"));
-  EXPECT_EQ(mRecorder.GetErrors().size(), 1u);
+  EXPECT_NE(OnlyErrorLine(mLog), "");
+  EXPECT_TRUE(mRecorder.GetErrors().empty());
   EXPECT_TRUE(config->SetInt("Key", 1));
 }
 
