@@ -19,7 +19,7 @@ CSignalDelivery::CSignalDelivery(std::shared_ptr<IDiagnostics> diagnostics, IClo
 
 std::shared_ptr<CSignalDelivery> CSignalDelivery::Start(std::shared_ptr<IDiagnostics> diagnostics, IClock& clock)
 {
-  const std::shared_ptr<CSignalDelivery> delivery(new CSignalDelivery(std::move(diagnostics), clock));
+  std::shared_ptr<CSignalDelivery> delivery(new CSignalDelivery(std::move(diagnostics), clock));
   delivery->mThread = std::make_unique<CThread>(clock, "diagnostics", [delivery] { delivery->Run(); });
   return delivery;
 }
