@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 
 #include "platform/iclogger/log.h"
 #include "platform/iipc/igenericcontrol.h"
@@ -30,31 +31,33 @@ class CProcessControlService : public IGenericControl, public IProcessControl {
 };
 
 // Posts the event and waits until the machine has taken it: success if it was handled, illegal if not. A machine that
-// stops first breaks the promise, and std::future_error reaches the caller.
+// has gone, or stops first, breaks the promise, and std::future_error reaches the caller.
 template <int N>
-ipc::MResult PostAndWait(IHsmInterface& hsm)
+ipc::MResult PostAndWait(const std::weak_ptr<IHsmInterface>& machine)
 {
   auto event = std::make_shared<CSeccHsmEvent<N>>();
   auto handled = event->GetFuture();
-  hsm.Post(std::move(event));
+  // The machine is not kept while its answer is waited for: it must not go on the thread of a request.
+  if (const auto hsm = machine.lock()) hsm->Post(event);
+  event.reset();
   ipc::MResult result;
   result.set_result(handled.get() ? ipc::EResultSuccess : ipc::EResultIllegal);
   return result;
 }
 
 // Binds requests to events of the machine, and the machine's responses to notifications. The callables share what they
-// use, the machine aside, which shares them: `hsm` outlives every request.
+// use, the machine aside: it shares the handler, which shares the service, and a closed ring would never go.
 template <typename THandler, typename TService>
 void ConnectIProcessControl(const std::shared_ptr<THandler>& handler, const std::shared_ptr<TService>& service,
                             const std::shared_ptr<IHsmInterface>& hsm)
 {
-  service->mEnableCall = [hsm] {
+  service->mEnableCall = [machine = std::weak_ptr<IHsmInterface>(hsm)] {
     LOG_TRACE("IEnableCall");
-    return PostAndWait<EExtEnableReq>(*hsm);
+    return PostAndWait<EExtEnableReq>(machine);
   };
-  service->mDisableCall = [hsm] {
+  service->mDisableCall = [machine = std::weak_ptr<IHsmInterface>(hsm)] {
     LOG_TRACE("IDisableCall");
-    return PostAndWait<EExtDisableReq>(*hsm);
+    return PostAndWait<EExtDisableReq>(machine);
   };
   const auto reportState = [service](const char* name, ipc::EState value) {
     return [service, name, value] {

@@ -55,9 +55,7 @@ void SendText(const CSignalDefinition<std::string>& definition, const std::strin
 
 CSecc::CSecc(const std::string& root)
     : mConfigReporter([](const std::string& text) { SendText(SignalDefinitions::SecurityParameterReconfigured, text); },
-                      [](const std::string& text) { SendText(SignalDefinitions::ParameterReconfigured, text); }),
-      mCommunicationHost(std::make_shared<AppCommunicationHost<GrpcBackend>>(root + "etc/iipc.json")),
-      mSystemAccess(std::make_shared<CSystemAccessInterface>())
+                      [](const std::string& text) { SendText(SignalDefinitions::ParameterReconfigured, text); })
 {
   IcConfig::SetPaths(IcConfig::PathsBelow(root));
   const IcConfig::CErrorCallback errorCallback = [this](const std::string& text) { HandleConfigError(text); };
@@ -65,7 +63,9 @@ CSecc::CSecc(const std::string& root)
     mConfigReporter.HandleChange(key, value);
   };
   const auto settings = IcConfig::Create("settings", errorCallback, changeCallback);
+  mCommunicationHost = std::make_shared<AppCommunicationHost<GrpcBackend>>(root + "etc/iipc.json");
   mProcessControl = std::make_shared<CProcessControlService>();
+  mSystemAccess = std::make_shared<CSystemAccessInterface>();
   mIpcCallbackLayer = std::make_shared<CIpcCallbackLayer>(CreateIpcClients(*mCommunicationHost));
 
   COcppComponent::SArguments arguments;

@@ -33,7 +33,6 @@ class CSecc {
   void Run();
 
  private:
-  void CreateClients();
   void HandleConfigError(const std::string& text);
   // Sends the signal and posts the fatal error, if one is pending.
   void ReportConfigError();
@@ -42,9 +41,9 @@ class CSecc {
 
   CRealClock mClock;
   const CConfigReporter mConfigReporter;
-  const std::shared_ptr<AppCommunicationHost<GrpcBackend>> mCommunicationHost;
+  std::shared_ptr<AppCommunicationHost<GrpcBackend>> mCommunicationHost;
   std::shared_ptr<CProcessControlService> mProcessControl;
-  const std::shared_ptr<CSystemAccessInterface> mSystemAccess;
+  std::shared_ptr<CSystemAccessInterface> mSystemAccess;
   std::shared_ptr<CIpcCallbackLayer> mIpcCallbackLayer;
   std::shared_ptr<COcppComponent> mOcppComponent;
   std::shared_ptr<CSeccHsmActionHandler> mActionHandler;

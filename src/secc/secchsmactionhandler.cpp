@@ -9,6 +9,8 @@ CSeccHsmActionHandler::CSeccHsmActionHandler(IClock& clock, std::shared_ptr<IcCo
   Start();
 }
 
+CSeccHsmActionHandler::~CSeccHsmActionHandler() { Stop(); }
+
 void CSeccHsmActionHandler::OnEntryEnabled()
 {
   if (mSettings->GetBool("SeccOcppActive", false) || mSettings->GetBool("SboAllowed", false)) mOcppComponent->Enable();

@@ -13,6 +13,10 @@ class CSeccHsmActionHandler : public CHsmAlive<CSeccHsmActionHandlerBase> {
   // Starts the handler's worker.
   CSeccHsmActionHandler(IClock& clock, std::shared_ptr<IcConfig::IConfig> settings,
                         std::shared_ptr<IOcppComponent> ocppComponent);
+  // Ends the worker first: its alive call uses this object.
+  ~CSeccHsmActionHandler() override;
+  CSeccHsmActionHandler(const CSeccHsmActionHandler&) = delete;
+  CSeccHsmActionHandler& operator=(const CSeccHsmActionHandler&) = delete;
 
   void OnEntryEnabled() override;
   void OnExitEnabled() override;

@@ -32,8 +32,6 @@ class CProcessControlServiceTest : public testing::Test {
   {
     mHsm->Stop();
     if (mThread) mThread->Join();
-    mService->mEnableCall = nullptr;
-    mService->mDisableCall = nullptr;
   }
 
   void Run()
@@ -169,6 +167,29 @@ TEST_F(CProcessControlServiceTest, RequestWaitingWhenTheMachineStopsLearnsOfIt)
   mThread->Join();
   supervisor.Join();
   EXPECT_TRUE(broken);
+}
+
+TEST_F(CProcessControlServiceTest, RequestAfterTheMachineHasGoneLearnsOfIt)
+{
+  mHsm.reset();
+  EXPECT_THROW(mService->Enable(), std::future_error);
+  EXPECT_THROW(mService->Disable(), std::future_error);
+  mHsm = std::make_shared<CSeccHsm>(mHandler, mClock);
+}
+
+TEST(CProcessControlService, MachineAndHandlerGoWithTheirOwnersAlthoughTheServiceIsBoundToThem)
+{
+  CSimulatedClock clock;
+  auto handler = std::make_shared<CActionsStub>();
+  const auto service = std::make_shared<CProcessControlService>();
+  auto hsm = std::make_shared<CSeccHsm>(handler, clock);
+  ConnectIProcessControl(handler, service, std::shared_ptr<IHsmInterface>(hsm));
+  const std::weak_ptr<CActionsStub> watchedHandler = handler;
+  const std::weak_ptr<CSeccHsm> watchedMachine = hsm;
+  hsm.reset();
+  handler.reset();
+  EXPECT_TRUE(watchedMachine.expired());
+  EXPECT_TRUE(watchedHandler.expired());
 }
 
 TEST(CProcessControlService, UnboundCallablesAndNotifiersThrow)

@@ -5,6 +5,7 @@
 #include <atomic>
 
 #include "platform/clock/simulatedclock.h"
+#include "platform/clock/thread.h"
 #include "tests/unit/support/fakeconfig.h"
 #include "tests/unit/support/logcapture.h"
 
@@ -68,6 +69,37 @@ TEST_F(CSeccHsmActionHandlerTest, AliveIsSentAtOnceAndEveryFourSeconds)
   mHandler.IntStopAliveTimer();
   mClock.AdvanceBy(60s);
   EXPECT_EQ(alives, 4);
+}
+
+TEST_F(CSeccHsmActionHandlerTest, EnabledWithBothSwitchesOffIsAliveAndEnablesNothing)
+{
+  const auto handler = std::make_shared<CSeccHsmActionHandler>(mClock, mSettings, mComponent);
+  std::atomic<int> alives{0};
+  handler->ExtSendAlive = [&] { ++alives; };
+  CSeccHsm hsm(handler, mClock);
+  CThread thread(mClock, "hsm", [&] { hsm.Run(); });
+  hsm.Post(std::make_shared<CSeccHsmEvent<EExtDisableReq>>());
+  mClock.WaitIdle();
+  hsm.Post(std::make_shared<CSeccHsmEvent<EExtEnableReq>>());
+  mClock.AdvanceBy(4s);
+  EXPECT_EQ(hsm.GetStateId(), EEnabled);
+  EXPECT_EQ(alives, 2);
+  EXPECT_EQ(mComponent->enabled, 0);
+  hsm.Post(std::make_shared<CSeccHsmEvent<EIntTerminate>>());
+  thread.Join();
+  EXPECT_EQ(mComponent->disabled, 1);
+}
+
+TEST_F(CSeccHsmActionHandlerTest, HandlerThatGoesWithItsTimerRunningSendsNothingMore)
+{
+  auto handler = std::make_unique<CSeccHsmActionHandler>(mClock, mSettings, mComponent);
+  std::atomic<int> alives{0};
+  handler->ExtSendAlive = [&] { ++alives; };
+  handler->IntStartAliveTimer();
+  mClock.WaitIdle();
+  handler.reset();
+  mClock.AdvanceBy(60s);
+  EXPECT_EQ(alives, 1);
 }
 
 TEST_F(CSeccHsmActionHandlerTest, StopWithoutTimerDoesNothing)
