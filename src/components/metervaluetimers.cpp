@@ -139,10 +139,13 @@ void CMeterValueTimers::StartClockAligned(EBackofficeId id)
 
 void CMeterValueTimers::ScheduleNextClockAligned(IClock::SystemTime from, bool isFirst)
 {
+  const auto interval = GetClockAlignedInterval();
+  // Turned off by a new acceptance while a reading was being taken.
+  if (interval.count() <= 0) return;
   auto& clock = mWorker->GetClock();
   auto sinceMidnight = from.time_since_epoch() % kDay;
   if (sinceMidnight.count() < 0) sinceMidnight += kDay;
-  const auto delay = ClockAlignedDelay(sinceMidnight, GetClockAlignedInterval());
+  const auto delay = ClockAlignedDelay(sinceMidnight, interval);
   if (isFirst) {
     LOG_INFO("First clock-aligned meter value will be sent in {} seconds",
              std::chrono::ceil<std::chrono::seconds>(delay).count());

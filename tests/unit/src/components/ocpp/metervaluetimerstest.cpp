@@ -177,6 +177,18 @@ TEST_F(CMeterValueTimersTest, ClockAlignedIntervalZeroSchedulesNothing)
   EXPECT_TRUE(mLog.Contains("ClockAlignedDataInterval is 0, clock aligned meter value is not scheduled."));
 }
 
+TEST_F(CMeterValueTimersTest, ClockAlignedReadingsTurnedOffWhileOneIsTakenEndWithIt)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mOcpp->StartClockAlignedMeterValue(kPrimary);
+  mFactory->prepareFailure = [&] {
+    mConfig->SetInt("ClockAlignedDataInterval", 0);
+    mOcpp->StartClockAlignedMeterValue(kPrimary);
+  };
+  mClock.AdvanceBy(24h);
+  EXPECT_EQ(primary->TakeActions(), CActions{"MeterValues"});
+}
+
 TEST_F(CMeterValueTimersTest, ClockAlignedReadingsNeedTheMeterAtTheirStart)
 {
   const auto primary = AddAccepted(kPrimary);
