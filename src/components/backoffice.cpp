@@ -37,8 +37,8 @@ CBackoffice::CBackoffice(IClock& clock, SParts parts)
       mConfigManager(std::move(parts.configManager)),
       mPersistentData(std::move(parts.persistentData)),
       mWebsocketClient(std::move(parts.websocketClient)),
-      mOperationHandler(std::move(parts.operationHandler)),
       mChargeBeforeAcceptedPolicy(parts.policy),
+      mOperationHandler(std::move(parts.operationHandler)),
       mReconnectWorker(clock, "reconnect"),
       mWorker(clock, "sender")
 {
@@ -49,6 +49,7 @@ CBackoffice::CBackoffice(IClock& clock, SParts parts)
 CBackoffice::~CBackoffice()
 {
   LOG_ENTRY("CBackoffice");
+  mConnectWanted = false;
   mOperationHandler->StopExecutor();
   mHeartbeatTimer.Cancel();
   mBlockingTimer.Cancel();
@@ -56,6 +57,12 @@ CBackoffice::~CBackoffice()
   mStatusTimer.Cancel();
   mFatalTimer.Cancel();
   mReconnectWorker.Sync();
+  // Whoever can still call this object ends before its members go: the sender, the thread of the link, the timers of
+  // the operation handler (one of which may order a last reconnect, which stays closed).
+  mWorker.Stop();
+  mWebsocketClient->Close(kNormalClose, kDisablingReason);
+  mOperationHandler.reset();
+  mReconnectWorker.Stop();
 }
 
 void CBackoffice::Init()

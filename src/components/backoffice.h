@@ -84,8 +84,10 @@ class CBackoffice : public IBackoffice, public std::enable_shared_from_this<CBac
   const std::shared_ptr<IOcppConfigManager> mConfigManager;
   const std::shared_ptr<IcConfig::IConfig> mPersistentData;
   const std::shared_ptr<IWebsocketClient> mWebsocketClient;
-  const std::shared_ptr<IOperationHandler> mOperationHandler;
   const EChargeBeforeAcceptedPolicy mChargeBeforeAcceptedPolicy;
+
+  // Until the destructor lets go of it, and with it of the timers that call back into this object.
+  std::shared_ptr<IOperationHandler> mOperationHandler;
 
   // Set by Init, before frames can arrive.
   std::shared_ptr<CMessageHandler> mMessageHandler;

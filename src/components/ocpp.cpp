@@ -76,7 +76,9 @@ COcpp::COcpp(IClock& clock, ISystemAccessInterface& systemAccess, std::shared_pt
   mWorker->Start();
 }
 
-COcpp::~COcpp()
+COcpp::~COcpp() { Shutdown(); }
+
+void COcpp::Shutdown()
 {
   mSampleIntervalRegistration.reset();
   std::map<EBackofficeId, std::shared_ptr<IBackoffice>> backoffices;
@@ -84,10 +86,7 @@ COcpp::~COcpp()
     CLock lock(mBackofficesMutex);
     backoffices.swap(mBackoffices);
   }
-  // No callback of a link may find this object gone.
   for (const auto& [id, backoffice] : backoffices) backoffice->Connect(false);
-  mWorker->Sync();
-  backoffices.clear();
   mWorker->Stop();
 }
 

@@ -60,6 +60,9 @@ class COcpp : public IOcpp {
   void RemoveBackoffice(EBackofficeId id);
   void EnableBackoffice(EBackofficeId id);
   void DisableBackoffice(EBackofficeId id);
+  // For the end of the process: closes the links, ends the timers and lets go of the backoffices. Their threads may
+  // call this object until they are destroyed, which the owner waits for before it destroys this object.
+  void Shutdown();
 
  private:
   void RegisterHandlers(const std::shared_ptr<IBackoffice>& backoffice);

@@ -56,11 +56,13 @@ COcppComponent::COcppComponent(IClock& clock, SArguments arguments, SOcppEnviron
 
 COcppComponent::~COcppComponent()
 {
-  mSboEnabledRegistration.reset();
   Disable();
+  mSboEnabledRegistration.reset();
+  // The threads of the backoffices call COcpp, some of them through the register: they end first.
+  mOcpp->Shutdown();
+  mReaper->Sync();
   mArguments.systemAccess->RegisterHandle(std::shared_ptr<IOcpp>());
   mOcpp.reset();
-  mReaper->Sync();
 }
 
 std::shared_ptr<IcConfig::IConfig> COcppComponent::Open(const std::string& domain) const
@@ -119,14 +121,17 @@ void COcppComponent::CreateServices()
 
 void COcppComponent::AttachMessageStore()
 {
-  mPersistentMessageStorage->SetStorageFullCallback([this] {
-    mDiagnosticsClientHandler->ReportStorageFull();
-    mSessionClientHandler->SetMessageStorageAvailable(false);
-  });
-  mPersistentMessageStorage->SetStorageReadyCallback([this] {
-    mDiagnosticsClientHandler->ClearStorageFull();
-    mSessionClientHandler->SetMessageStorageAvailable(true);
-  });
+  // The register keeps the store alive for longer than this object lives.
+  mPersistentMessageStorage->SetStorageFullCallback(
+      [diagnostics = mDiagnosticsClientHandler, session = mSessionClientHandler] {
+        diagnostics->ReportStorageFull();
+        session->SetMessageStorageAvailable(false);
+      });
+  mPersistentMessageStorage->SetStorageReadyCallback(
+      [diagnostics = mDiagnosticsClientHandler, session = mSessionClientHandler] {
+        diagnostics->ClearStorageFull();
+        session->SetMessageStorageAvailable(true);
+      });
 }
 
 void COcppComponent::RegisterHandlers() const
@@ -263,8 +268,9 @@ void COcppComponent::Enable()
     smartCharging->ReloadProfilesFromPersistentStorage();
   }
   LOG_INFO("Checking NTP system time-sync: The CPO/Tovira connection will be established after time has synced.");
-  StartSystemTimeCheckTimer();
+  // Before the check, which repeats only while this holds.
   mEnabled = true;
+  StartSystemTimeCheckTimer();
 }
 
 void COcppComponent::Disable()
@@ -273,6 +279,7 @@ void COcppComponent::Disable()
   LOG_INFO("Disabling OCPP");
   mEnabled = false;
   mTimeCheckTimer.CancelAndWait();
+  mIsStarted = false;
   mOcpp->DisableBackoffice(EBackofficeId::EPrimary);
   mOcpp->DisableBackoffice(EBackofficeId::EAuxiliary);
   mArguments.ipcCallbackLayer->DisableHandlers(kHandlerKey);
@@ -308,21 +315,33 @@ bool COcppComponent::IsTimeTrusted() const
 void COcppComponent::StartBackoffices()
 {
   LOG_INFO("System time is now synced, starting Backoffice connections.");
+  mIsStarted = true;
   if (IsPrimaryActive()) mOcpp->EnableBackoffice(EBackofficeId::EPrimary);
-  if (IsAuxiliaryEnabled()) mOcpp->EnableBackoffice(EBackofficeId::EAuxiliary);
+  if (IsAuxiliaryEnabled()) {
+    // The setting may have come after the construction.
+    CreateAuxiliaryBackoffice();
+    mOcpp->EnableBackoffice(EBackofficeId::EAuxiliary);
+  }
   mOcpp->LoadPersistedMessages();
   LOG_DEBUG("Registering SBO enabled callback");
   mSboEnabledRegistration = mSettings->RegisterChangeCallback(
-      "SboEnabled", "Undetermined",
-      [this](const std::string&, const Json::Value& value) { HandleSboEnabledChange(value.asString()); });
+      "SboEnabled", "Undetermined", [this](const std::string&, const Json::Value& value) {
+        HandleSboEnabledChange(value.isString() ? value.asString() : std::string());
+      });
+  // A change that came too early for the first registration.
+  const bool isCreated = mOcpp->GetBackoffice(EBackofficeId::EAuxiliary) != nullptr;
+  if (isCreated != IsAuxiliaryEnabled()) HandleSboEnabledChange(isCreated ? "" : "Enabled");
 }
 
 void COcppComponent::HandleSboEnabledChange(const std::string& value)
 {
   if (value == "Enabled") {
     CreateAuxiliaryBackoffice();
-    // While the process is disabled, the next Enable starts it.
-    if (mEnabled && IsAuxiliaryEnabled()) mOcpp->EnableBackoffice(EBackofficeId::EAuxiliary);
+    // Until the time check has passed nothing connects; it starts the backoffice.
+    if (!mIsStarted || !IsAuxiliaryEnabled()) return;
+    mOcpp->EnableBackoffice(EBackofficeId::EAuxiliary);
+    // Disable may have come in between, too early to find this link.
+    if (!mIsStarted) mOcpp->DisableBackoffice(EBackofficeId::EAuxiliary);
     return;
   }
   mOcpp->DisableBackoffice(EBackofficeId::EAuxiliary);

@@ -97,8 +97,10 @@ class COcppComponent : public IOcppComponent {
   const SArguments mArguments;
   const SOcppEnvironment mEnvironment;
 
-  // Written on the main thread, read on the configuration's thread.
+  // From Enable to Disable. Written on the main thread, read on mWorker.
   std::atomic<bool> mEnabled{false};
+  // From a passed time check to Disable: the backoffices may connect. Read on the configuration's thread.
+  std::atomic<bool> mIsStarted{false};
 
   // Destroys what may be let go of on a thread of its own making (a backoffice inside a callback of its link).
   const std::shared_ptr<CWorker> mReaper;

@@ -94,6 +94,18 @@ class CRecordingHandler : public IOperationHandler {
   bool mStopped GUARDED_BY(mMutex) = false;
 };
 
+// Its timer fires for the last time while it is being destroyed.
+class CHandlerWithLateTimer : public CRecordingHandler {
+ public:
+  explicit CHandlerWithLateTimer(IClock& clock) : CRecordingHandler(clock) {}
+  ~CHandlerWithLateTimer() override
+  {
+    SFakeOutCall options;
+    options.action = "Late";
+    timeout(std::make_shared<CFakeOutCall>(options));
+  }
+};
+
 std::shared_ptr<CFakeOutCall> MakeOperation(EOutCallKind kind = EOutCallKind::EOrdinary)
 {
   SFakeOutCall options;
@@ -426,6 +438,35 @@ TEST_F(CBackofficeTest, ReconnectOfADisabledBackofficeStaysClosed)
   backoffice->Reconnect({});
   mClock.WaitIdle();
   EXPECT_EQ(mLink->GetConnectCount(), 1);
+}
+
+TEST_F(CBackofficeTest, DestructionClosesTheLink)
+{
+  auto backoffice = MakePrimary();
+  backoffice->SetEnabled(true);
+  backoffice->Connect(true);
+  mLink->PlayOpen();
+  backoffice.reset();
+  EXPECT_EQ(mLink->GetStatus(), EWebsocketStatus::EClosed);
+  EXPECT_EQ(LastCloseReason(), "Client is Disabling");
+}
+
+TEST_F(CBackofficeTest, ResponseTimerThatFiresDuringTheDestructionFindsTheBackofficeWhole)
+{
+  mHandler.reset();
+  CBackoffice::SParts parts;
+  parts.id = EBackofficeId::EPrimary;
+  parts.configManager = mConfig;
+  parts.websocketClient = mLink;
+  parts.operationHandler = std::make_shared<CHandlerWithLateTimer>(mClock);
+  parts.persistentData = mStore;
+  auto backoffice = std::make_shared<CBackoffice>(mClock, std::move(parts));
+  backoffice->Init();
+  backoffice.reset();
+  EXPECT_EQ(mLog.Count(Log::ELogLevel::EWarning,
+                       "Send Operation timed out. Action:Late, ID:id for backoffice: Cpo Backoffice"),
+            1U);
+  EXPECT_EQ(mLink->GetConnectCount(), 0);
 }
 
 TEST_F(CBackofficeTest, ConfirmedStatusIsKeptPerConnector)

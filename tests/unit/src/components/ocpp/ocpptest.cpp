@@ -242,6 +242,22 @@ TEST_F(COcppTest, LostConnectionEndsTheHeartbeatAndIsReported)
                       "connectivity: Lost connection to OCPP backoffice: Cpo Backoffice"}));
 }
 
+TEST_F(COcppTest, ShutdownClosesTheLinksAndEndsTheTimers)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mLinks[kPrimary]->PlayOpen();
+  mClock.AdvanceBy(5s);
+  primary->TakeActions();
+  mOcpp->Shutdown();
+  EXPECT_EQ(primary->GetConnects(), std::vector<bool>{false});
+  EXPECT_EQ(mOcpp->GetBackoffice(kPrimary), nullptr);
+  mClock.AdvanceBy(1h);
+  EXPECT_TRUE(primary->TakeActions().empty());
+  // A callback of the link that comes last finds nothing to do.
+  mLinks[kPrimary]->PlayOpen();
+  EXPECT_TRUE(primary->TakeActions().empty());
+}
+
 TEST_F(COcppTest, FailedConnectionTellsWhetherTheNameResolves)
 {
   Add(kPrimary);
