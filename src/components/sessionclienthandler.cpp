@@ -132,11 +132,12 @@ void CSessionClientHandler::Init()
   // "OpenedTransaction" is written behind the message that it tells of. A process that was killed between the two finds
   // here what it had come to; otherwise the transaction would be started twice, or the next one not at all.
   const auto session = ReadSession();
-  if (session && session->hasEnded) {
+  if (hasOpenTransaction && session && session->hasEnded) {
     LOG_INFO("{}The process ended while its session was being stopped", mLogPrefix);
     hasOpenTransaction = false;
-    StoreSessionEnd();
-  } else if (!hasOpenTransaction && session && IsStartOnItsWay(session->key)) {
+    // The key stays: should the stop be told again, it is that of the same transaction.
+    StoreOpenedTransaction(false);
+  } else if (!hasOpenTransaction && session && !session->hasEnded && IsStartOnItsWay(session->key)) {
     LOG_INFO("{}The process ended while its session was being started", mLogPrefix);
     hasOpenTransaction = true;
     StoreOpenedTransaction(true);

@@ -49,6 +49,8 @@ class CFakeOutCall : public COutCallOperationBase {
   void OnResponse(std::function<void(const std::string& payload)> reaction) { mReaction = std::move(reaction); }
   // Runs in UpdateTransactionId, may throw.
   void OnUpdate(std::function<void()> reaction) { mUpdateReaction = std::move(reaction); }
+  // Runs in GiveUp, may throw.
+  void OnGiveUp(std::function<void()> reaction) { mGiveUpReaction = std::move(reaction); }
   void OnRequestFrame(std::function<void()> reaction) { mFrameReaction = std::move(reaction); }
   void OnIsPersistent(std::function<void()> reaction) { mPersistentReaction = std::move(reaction); }
   void SetPersistent(bool isPersistent) { mIsPersistent = isPersistent; }
@@ -68,6 +70,7 @@ class CFakeOutCall : public COutCallOperationBase {
     return mTransactionIdsGiven;
   }
   int GetTimeouts() const { return mTimeouts; }
+  int GetGiveUps() const { return mGiveUps; }
 
   const std::string& GetAction() const override { return mOptions.action; }
   void Prepare(const COperationParameters&) override {}
@@ -115,17 +118,24 @@ class CFakeOutCall : public COutCallOperationBase {
   }
   std::optional<uint8_t> GetConnectorIndex() const override { return mOptions.connectorIndex; }
   void Timeout() override { ++mTimeouts; }
+  void GiveUp() override
+  {
+    ++mGiveUps;
+    if (mGiveUpReaction) mGiveUpReaction();
+  }
   std::shared_ptr<COutCallOperationBase> Clone() const override { return std::make_shared<CFakeOutCall>(*this); }
 
  private:
   const SFakeOutCall mOptions;
   std::function<void(const std::string&)> mReaction;
   std::function<void()> mUpdateReaction;
+  std::function<void()> mGiveUpReaction;
   std::function<void()> mFrameReaction;
   std::function<void()> mPersistentReaction;
   std::atomic<bool> mIsPersistent;
   std::atomic<bool> mIsResent{false};
   std::atomic<int> mTimeouts{0};
+  std::atomic<int> mGiveUps{0};
   mutable CMutex mMutex;
   std::string mPayload GUARDED_BY(mMutex);
   std::vector<std::string> mResponses GUARDED_BY(mMutex);

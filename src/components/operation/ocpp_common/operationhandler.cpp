@@ -286,19 +286,26 @@ bool COperationHandler::HandleResendRequiredOp(const COperation& operation)
 {
   LOG_DEBUG("OCPP-CP-Req : {}: {} attempt", operation->GetAction(), operation->IsResent() ? "Reschedule" : "New");
   if (!operation->IsResendRequiredOp()) return true;
-  UpdateTransactionId(operation);
-  if (operation->IsResent()) return true;
+  if (operation->IsResent()) {
+    UpdateTransactionId(operation);
+    return true;
+  }
   mQueueManager->PushResendReqOperation(operation);
   Notify();
   // Nothing is popped while no call is in flight, so the head says whether the queue had been empty. There is no head
   // on a backoffice without a transaction queue.
   const auto head = mQueueManager->GetResendReqOperation();
-  if (!head || *head == operation) return true;
+  if (!head || *head == operation) {
+    UpdateTransactionId(operation);
+    return true;
+  }
   LOG_INFO("Resend required queue is not empty, {} in the queue, the head of the queue is {}.",
            mQueueManager->GetNumOpInResendReqOpQueue(), (*head)->GetAction());
   return false;
 }
 
+// Right before sending: only then has all that is ahead been answered or given up, so that the current id is that of
+// this message's transaction.
 void COperationHandler::UpdateTransactionId(const COperation& operation)
 {
   try {

@@ -132,7 +132,9 @@ class COperationHandler : public IOperationHandler {
   std::optional<SClaim> ClaimOutCall(const TPredicate& predicate) EXCLUDES(mOutCallMutex);
   void FreeSlot(uint64_t number) EXCLUDES(mOutCallMutex);
   void ProcessResult(COutCallOperationBase& operation, const std::string& payload, const std::string& name);
-  void CountCallError(const COutCallOperationBase& operation, const std::string& code, const std::string& name);
+  static void GiveUp(COutCallOperationBase& operation);
+  bool IsResultFiltered(const COutCallOperationBase& operation) const;
+  void CountCallError(COutCallOperationBase& operation, const std::string& code, const std::string& name);
   void PopTransactionOperation();
   bool IsAnswerable(const std::string& id, const std::string& name);
   std::optional<EInCallError> CheckInCall(const std::string& action, const std::string& payload, EInOpType type,

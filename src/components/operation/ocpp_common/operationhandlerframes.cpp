@@ -150,7 +150,7 @@ void COperationHandler::HandleInResult(const std::string& id, const std::string&
     return;
   }
   const CSlotGuard guard(*this, claim->number);
-  if (wiring->filters.outCallResults.count(std::type_index(claim->operation->GetTypeInfo())) > 0) {
+  if (IsResultFiltered(*claim->operation)) {
     LOG_INFO("In result call from {} is rejected by filter. Response not handled", name);
   } else {
     ProcessResult(*claim->operation, payload, name);
@@ -169,7 +169,22 @@ void COperationHandler::ProcessResult(COutCallOperationBase& operation, const st
              operation.GetMessageId(), text.empty() ? payload : text);
   } catch (...) {
     LogResultFault(CurrentPayloadFault(), name, operation.GetAction());
+    GiveUp(operation);
   }
+}
+
+void COperationHandler::GiveUp(COutCallOperationBase& operation)
+{
+  try {
+    operation.GiveUp();
+  } catch (...) {
+    LOG_ERROR("Giving up {} failed. {}", operation.GetAction(), CurrentPayloadFault().text);
+  }
+}
+
+bool COperationHandler::IsResultFiltered(const COutCallOperationBase& operation) const
+{
+  return GetWiring()->filters.outCallResults.count(std::type_index(operation.GetTypeInfo())) > 0;
 }
 
 void COperationHandler::PopTransactionOperation()
@@ -210,7 +225,7 @@ void COperationHandler::HandleInError(const std::string& id, const std::string& 
   }
 }
 
-void COperationHandler::CountCallError(const COutCallOperationBase& operation, const std::string& code,
+void COperationHandler::CountCallError(COutCallOperationBase& operation, const std::string& code,
                                        const std::string& name)
 {
   const SMsgConfig config = GetWiring()->msgConfig;
@@ -227,6 +242,7 @@ void COperationHandler::CountCallError(const COutCallOperationBase& operation, c
   } else {
     LOG_INFO("[{}] {} operation has reached max retry attempts", name, operation.GetAction());
   }
+  if (!IsResultFiltered(operation)) GiveUp(operation);
   PopTransactionOperation();
 }
 

@@ -52,6 +52,9 @@ class COutCallOperationBase : public COperationBase {
   virtual std::optional<uint8_t> GetConnectorIndex() const = 0;
   // To be called when no answer came in time.
   virtual void Timeout() = 0;
+  // To be called when the operation will never have its answer: it was given up after errors, or what came could not be
+  // read. By default nothing.
+  virtual void GiveUp() {}
   // A copy with the same id and payload.
   virtual std::shared_ptr<COutCallOperationBase> Clone() const = 0;
 };

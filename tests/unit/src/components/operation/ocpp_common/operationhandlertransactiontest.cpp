@@ -130,6 +130,19 @@ TEST_F(OperationHandlerTransaction, CurrentTransactionIdIsGivenBeforeEachAttempt
   EXPECT_EQ(stop->GetTransactionIdsGiven(), (std::vector<int64_t>{-1, 7}));
 }
 
+TEST_F(OperationHandlerTransaction, MessageBehindAnotherIsGivenNoIdBeforeItsTurn)
+{
+  Start();
+  mConnector->SetTransactionId(6);
+  Push(StartTransaction("start"));
+  const auto stop = Stopping("stop");
+  Push(stop);
+  EXPECT_TRUE(stop->GetTransactionIdsGiven().empty());
+  mConnector->SetTransactionId(7);
+  Answer("start");
+  EXPECT_EQ(stop->GetTransactionIdsGiven(), std::vector<int64_t>{7});
+}
+
 TEST_F(OperationHandlerTransaction, OperationWithoutAConnectorKeepsItsPayload)
 {
   Start();
@@ -307,6 +320,68 @@ TEST_F(OperationHandlerTransaction, AnswerThatCannotBeReadPopsWithoutRepeat)
   EXPECT_TRUE(mStorage.GetIds().empty());
   mClock.AdvanceBy(1h);
   EXPECT_EQ(TakeSentIds(), CIds{"1"});
+}
+
+TEST_F(OperationHandlerTransaction, MessageThatReachedItsLimitIsGivenUpOnce)
+{
+  Start();
+  const auto start = StartTransaction("1");
+  Push(start);
+  Fail("1");
+  mClock.AdvanceBy(60s);
+  Fail("1");
+  mClock.AdvanceBy(120s);
+  EXPECT_EQ(start->GetGiveUps(), 0);
+  Fail("1");
+  EXPECT_EQ(start->GetGiveUps(), 1);
+}
+
+TEST_F(OperationHandlerTransaction, MessageThatIsNotImplementedOrWhoseAnswerCannotBeReadIsGivenUp)
+{
+  Start();
+  const auto refused = StartTransaction("1");
+  Push(refused);
+  Fail("1", "\"NotImplemented\"");
+  EXPECT_EQ(refused->GetGiveUps(), 1);
+  const auto garbled = StartTransaction("2");
+  garbled->OnResponse([](const std::string&) { throw std::runtime_error("not JSON"); });
+  Push(garbled);
+  Answer("2", "{broken");
+  EXPECT_EQ(garbled->GetGiveUps(), 1);
+}
+
+TEST_F(OperationHandlerTransaction, AnsweredMessageIsNotGivenUp)
+{
+  Start();
+  const auto start = StartTransaction("1");
+  Push(start);
+  mClock.AdvanceBy(30s);
+  Answer("1");
+  EXPECT_EQ(start->GetGiveUps(), 0);
+}
+
+TEST_F(OperationHandlerTransaction, MessageWhoseResultsDoNotCountIsNotGivenUpEither)
+{
+  Start();
+  const auto start = StartTransaction("1");
+  SOperationFilters filters;
+  filters.outCallResults = {std::type_index(start->GetTypeInfo())};
+  mHandler->SetFilters(filters);
+  Push(start);
+  Fail("1", "\"NotImplemented\"");
+  EXPECT_EQ(start->GetGiveUps(), 0);
+  EXPECT_TRUE(mQueue->IsResendReqOpQueueEmpty());
+}
+
+TEST_F(OperationHandlerTransaction, FailureToGiveUpIsLoggedAndTheMessageGoes)
+{
+  Start();
+  const auto start = StartTransaction("1");
+  start->OnGiveUp([] { throw std::runtime_error("no store"); });
+  Push(start);
+  Fail("1", "\"NotImplemented\"");
+  EXPECT_EQ(mLog.Count(Log::ELogLevel::EError, "Giving up StartTransaction failed. no store"), 1u);
+  EXPECT_TRUE(mQueue->IsResendReqOpQueueEmpty());
 }
 
 TEST_F(OperationHandlerTransaction, MessageThatCouldNotBeStoredStillReachesTheWire)
