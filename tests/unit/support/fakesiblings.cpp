@@ -13,7 +13,11 @@ bool IsSameSignal(const ipc::MDiagnosticsSignal& left, const ipc::MDiagnosticsSi
 
 }  // namespace
 
-void CFakeSibling::SetUnreachable(const std::string& error) { Set(mError, std::optional<std::string>(error)); }
+void CFakeSibling::SetUnreachable(const std::string& error)
+{
+  const CLock lock(mMutex);
+  mError = error;
+}
 
 void CFakeSibling::SetUnreachable(const std::string& call, const std::string& error)
 {
@@ -28,7 +32,11 @@ void CFakeSibling::SetReachable()
   mCallErrors.clear();
 }
 
-void CFakeSibling::SetResult(ipc::EResult result) { Set(mResult, result); }
+void CFakeSibling::SetResult(ipc::EResult result)
+{
+  const CLock lock(mMutex);
+  mResult = result;
+}
 
 void CFakeSibling::SetResult(const std::string& call, ipc::EResult result)
 {
