@@ -3,6 +3,7 @@
 #include <cstdint>
 
 class IAuthorizationManager;
+class IClock;
 class IDeviceModel;
 class IDiagnosticsClientHandler;
 class IDiagnosticsUploadHandler;
@@ -30,6 +31,7 @@ class ISystemAccessInterface {
  public:
   virtual ~ISystemAccessInterface() = default;
 
+  virtual IClock* GetClock() const = 0;
   virtual IOcpp* GetOcpp() const = 0;
   // 0: "secc_persistentdata", 1: "connector1/secc_persistentdata".
   virtual IcConfig::IConfig* GetSeccPersistentData(uint32_t instance) const = 0;

@@ -9,6 +9,7 @@
 // entry replaces the first.
 class CSystemAccessInterface : public ISystemAccessInterface {
  public:
+  IClock* GetClock() const override { return mClock; }
   IOcpp* GetOcpp() const override { return mOcpp.get(); }
   IcConfig::IConfig* GetSeccPersistentData(uint32_t instance) const override;
   IcConfig::IReadOnlyConfig* GetSessionManagerPersistentData(uint32_t instance) const override;
@@ -27,6 +28,8 @@ class CSystemAccessInterface : public ISystemAccessInterface {
   IDeviceModel* GetDeviceModel() const override { return mDeviceModel.get(); }
   uint32_t GetNumberOfConnectors() const override { return 1; }
 
+  // The clock is borrowed and outlives the register.
+  void RegisterClock(IClock& clock) { mClock = &clock; }
   // Registration, station-wide.
   void RegisterHandle(std::shared_ptr<IOcpp> handle) { mOcpp = std::move(handle); }
   void RegisterHandle(std::shared_ptr<IOcppConfigManager> handle) { mOcppConfigManager = std::move(handle); }
@@ -54,6 +57,7 @@ class CSystemAccessInterface : public ISystemAccessInterface {
   void RegisterHandle(std::shared_ptr<IUnlockMonitor> handle, uint32_t instance);
 
  private:
+  IClock* mClock = nullptr;
   std::shared_ptr<IOcpp> mOcpp;
   std::shared_ptr<IcConfig::IConfig> mSeccPersistentData[2];
   std::shared_ptr<IcConfig::IReadOnlyConfig> mSessionManagerPersistentData;

@@ -1,5 +1,10 @@
 #include "src/components/operation/ocpp16/operationfilters.h"
 
+#include <typeindex>
+
+#include "src/components/operation/ocpp16/implementation/starttransactionoperation.h"
+#include "src/components/operation/ocpp16/implementation/stoptransactionoperation.h"
+
 SOperationFilters Ocpp16::GetFiltersBesidePrimary()
 {
   SOperationFilters filters;
@@ -7,8 +12,11 @@ SOperationFilters Ocpp16::GetFiltersBesidePrimary()
       EInOpType::ECancelReservation,     EInOpType::EChangeAvailability, EInOpType::ERemoteStartTransaction,
       EInOpType::ERemoteStopTransaction, EInOpType::EReserveNow,
   };
-  // Authorize, StartTransaction and StopTransaction join this set with their classes.
-  filters.outCallResults = {};
+  // Authorize joins this set with its class.
+  filters.outCallResults = {
+      typeid(CStartTransactionOutCall),
+      typeid(CStopTransactionOutCall),
+  };
   return filters;
 }
 

@@ -2,10 +2,14 @@
 
 #include "src/components/operation/ocpp16/implementation/bootnotificationoperation.h"
 #include "src/components/operation/ocpp16/implementation/heartbeatoperation.h"
+#include "src/components/operation/ocpp16/implementation/metervaluesoperation.h"
+#include "src/components/operation/ocpp16/implementation/starttransactionoperation.h"
+#include "src/components/operation/ocpp16/implementation/stoptransactionoperation.h"
 
 using OperationTable::NewOutCall;
 using OperationTable::NoInCall;
 using OperationTable::NoOutCall;
+using OperationTable::RestoreOutCall;
 
 SOperationTable Ocpp16::GetOperationTable()
 {
@@ -14,6 +18,9 @@ SOperationTable Ocpp16::GetOperationTable()
   table.outCalls = {
       {EOutOpType::EBootNotification, NewOutCall<CBootNotificationOutCall>},
       {EOutOpType::EHeartbeat, NewOutCall<CHeartbeatOutCall>},
+      {EOutOpType::EMeterValues, NewOutCall<CMeterValuesOutCall>},
+      {EOutOpType::EStartTransaction, NewOutCall<CStartTransactionOutCall>},
+      {EOutOpType::EStopTransaction, NewOutCall<CStopTransactionOutCall>},
 
       {EOutOpType::EDataTransfer, NoOutCall},                      // this station never starts one
       {EOutOpType::ESignCertificate, NoOutCall},                   // certificates are the network manager's
@@ -21,19 +28,19 @@ SOperationTable Ocpp16::GetOperationTable()
 
       // Without a class so far: each gets its creator with the class.
       {EOutOpType::EAuthorize, NoOutCall},
-      {EOutOpType::EMeterValues, NoOutCall},
       {EOutOpType::EFirmwareStatusNotification, NoOutCall},
       {EOutOpType::ELogStatusNotification, NoOutCall},
       {EOutOpType::EStatusNotification, NoOutCall},
       {EOutOpType::ESecurityEventNotification, NoOutCall},
-      {EOutOpType::EStartTransaction, NoOutCall},
-      {EOutOpType::EStopTransaction, NoOutCall},
       {EOutOpType::EDiagnosticStatusNotification, NoOutCall},
   };
 
-  // Only these come back from the message store, and each gets its creator with its class:
-  // StartTransaction, StopTransaction, MeterValues.
-  table.storedCalls = {};
+  // Only these come back from the message store.
+  table.storedCalls = {
+      {EOutOpType::EMeterValues, RestoreOutCall<CMeterValuesOutCall>},
+      {EOutOpType::EStartTransaction, RestoreOutCall<CStartTransactionOutCall>},
+      {EOutOpType::EStopTransaction, RestoreOutCall<CStopTransactionOutCall>},
+  };
 
   table.inCalls = {
       // Known to OCPP 1.6 and not offered by this station; they are answered NotSupported.

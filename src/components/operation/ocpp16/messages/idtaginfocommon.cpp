@@ -3,3 +3,4 @@
 #include "src/components/operation/ocpp_common/recordcodec.h"
 
 OCPP_RECORD_CODEC(Ocpp16::IdTagInfoCommon, idTagInfo)
+OCPP_RECORD_CODEC(Ocpp16::IdTagInfoCommon, foreignIdTagInfo)

@@ -25,4 +25,12 @@ OCPP_ENUMERATION(EAuthorizationStatus, VALUES)
 OCPP_RECORD(idTagInfo, MEMBERS)
 #undef MEMBERS
 
+// The same with whatever text the status has, so that a status of which nothing is known loses no more than itself.
+#define MEMBERS(REQUIRED, OPTIONAL) \
+  OPTIONAL(std::string, expiryDate) \
+  OPTIONAL(Text<20>, parentIdTag)   \
+  REQUIRED(std::string, status)
+OCPP_RECORD(foreignIdTagInfo, MEMBERS)
+#undef MEMBERS
+
 }  // namespace Ocpp16::IdTagInfoCommon

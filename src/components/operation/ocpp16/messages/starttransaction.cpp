@@ -4,3 +4,4 @@
 
 OCPP_MESSAGE(Ocpp16::StartTransaction, startTransactionRequest)
 OCPP_MESSAGE(Ocpp16::StartTransaction, startTransactionResponse)
+OCPP_MESSAGE(Ocpp16::StartTransaction, foreignStartTransactionResponse)

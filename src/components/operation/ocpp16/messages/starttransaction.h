@@ -26,4 +26,11 @@ OCPP_RECORD(startTransactionRequest, MEMBERS)
 OCPP_RECORD(startTransactionResponse, MEMBERS)
 #undef MEMBERS
 
+// The response with a status of whatever text.
+#define MEMBERS(REQUIRED, OPTIONAL)                      \
+  REQUIRED(IdTagInfoCommon::foreignIdTagInfo, idTagInfo) \
+  REQUIRED(int64_t, transactionId)
+OCPP_RECORD(foreignStartTransactionResponse, MEMBERS)
+#undef MEMBERS
+
 }  // namespace Ocpp16::StartTransaction

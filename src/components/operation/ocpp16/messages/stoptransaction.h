@@ -79,4 +79,9 @@ OCPP_RECORD(stopTransactionRequest, MEMBERS)
 OCPP_RECORD(stopTransactionResponse, MEMBERS)
 #undef MEMBERS
 
+// The response with a status of whatever text.
+#define MEMBERS(REQUIRED, OPTIONAL) OPTIONAL(IdTagInfoCommon::foreignIdTagInfo, idTagInfo)
+OCPP_RECORD(foreignStopTransactionResponse, MEMBERS)
+#undef MEMBERS
+
 }  // namespace Ocpp16::StopTransaction

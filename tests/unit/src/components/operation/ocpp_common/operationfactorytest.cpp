@@ -5,6 +5,7 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <typeindex>
 #include <vector>
 
 #include "src/components/ipersistentmessagestoragemanager.h"
@@ -117,11 +118,10 @@ TEST_F(OperationFactory, EveryInCallOfTheTableIsKnownAndNoOther)
 
 TEST_F(OperationFactory, OnlyTheThreePersistentKindsComeBackFromTheStore)
 {
-  const std::set<EOutOpType> persistent = {EOutOpType::EStartTransaction, EOutOpType::EStopTransaction,
-                                           EOutOpType::EMeterValues};
-  for (const auto& entry : Ocpp16::GetOperationTable().storedCalls) {
-    EXPECT_EQ(persistent.count(entry.type), 1u) << OutOpTypeToName(entry.type);
-  }
+  std::set<EOutOpType> types;
+  for (const auto& entry : Ocpp16::GetOperationTable().storedCalls) types.insert(entry.type);
+  EXPECT_EQ(types, (std::set<EOutOpType>{EOutOpType::EStartTransaction, EOutOpType::EStopTransaction,
+                                         EOutOpType::EMeterValues}));
 }
 
 TEST_F(OperationFactory, LogLevelOfTheTableIsThatOfTheOperation)
@@ -145,7 +145,8 @@ TEST_F(OperationFactory, ActionsThatAreNeverOfferedGiveNothingAndALogLine)
 
 TEST_F(OperationFactory, OutCallIsOfTheClassThatItsTypeNames)
 {
-  for (const auto type : {EOutOpType::EBootNotification, EOutOpType::EHeartbeat}) {
+  for (const auto type : {EOutOpType::EBootNotification, EOutOpType::EHeartbeat, EOutOpType::EMeterValues,
+                          EOutOpType::EStartTransaction, EOutOpType::EStopTransaction}) {
     const auto operation = mFactory.CreateOutOperation(type);
     ASSERT_NE(operation, nullptr) << OutOpTypeToName(type);
     EXPECT_EQ(operation->GetAction(), OutOpTypeToName(type));
@@ -270,4 +271,11 @@ TEST_F(OperationFactory, FiltersNameWhatAnAuxiliaryMayNotDo)
                                  EInOpType::EGetCompositeSchedule, EInOpType::EGetLocalListVersion,
                                  EInOpType::ERemoteStartTransaction, EInOpType::ERemoteStopTransaction,
                                  EInOpType::EReserveNow, EInOpType::ESendLocalList}));
+  for (const auto type : {EOutOpType::EStartTransaction, EOutOpType::EStopTransaction}) {
+    const auto operation = mFactory.CreateOutOperation(type);
+    ASSERT_NE(operation, nullptr);
+    const std::type_index index(operation->GetTypeInfo());
+    EXPECT_EQ(beside.outCallResults.count(index), 1u) << OutOpTypeToName(type);
+    EXPECT_EQ(alone.outCallResults.count(index), 0u) << OutOpTypeToName(type);
+  }
 }
