@@ -217,6 +217,67 @@ TEST_F(COcppComponentTest, AuxiliaryTurnedOnWhileDisabledWaitsForTheNextEnable)
   EXPECT_EQ(ConnectsOf(kAuxiliary), 1);
 }
 
+TEST_F(COcppComponentTest, AuxiliaryTurnedOnBeforeTheFirstTimeCheckIsCreatedAndStartedByIt)
+{
+  Create();
+  mComponent->Enable();
+  mClock.AdvanceBy(4s);
+  ActivateAuxiliary();
+  EXPECT_EQ(LinkOf(kAuxiliary), nullptr);
+  SetNtpStatus("synced");
+  mClock.AdvanceBy(2s);
+  EXPECT_EQ(ConnectsOf(kAuxiliary), 1);
+  EXPECT_EQ(mLog.Count(Log::ELogLevel::EError, "Could not enable backoffice Tovira Hub: not registered"), 0U);
+}
+
+TEST_F(COcppComponentTest, AuxiliaryTurnedOffBeforeTheFirstTimeCheckIsRemovedByIt)
+{
+  ActivateAuxiliary();
+  Create();
+  mComponent->Enable();
+  Config("settings")->SetString("SboEnabled", "Disabled");
+  SetNtpStatus("synced");
+  mClock.AdvanceBy(2s);
+  ASSERT_EQ(mLinks.size(), 1U);
+  EXPECT_EQ(mLinks[0]->GetConnectCount(), 0);
+  EXPECT_EQ(LinkOf(kAuxiliary), nullptr);
+}
+
+TEST_F(COcppComponentTest, AuxiliaryTurnedOnBetweenALaterEnableAndItsTimeCheckWaitsForTheCheck)
+{
+  SetNtpStatus("synced");
+  Create();
+  mComponent->Enable();
+  mClock.AdvanceBy(2s);
+  mComponent->Disable();
+  SetNtpStatus("syncing");
+  mComponent->Enable();
+  ActivateAuxiliary();
+  mClock.AdvanceBy(4s);
+  EXPECT_EQ(ConnectsOf(kAuxiliary), 0);
+  SetNtpStatus("synced");
+  mClock.AdvanceBy(2s);
+  EXPECT_EQ(ConnectsOf(kAuxiliary), 1);
+}
+
+TEST_F(COcppComponentTest, DestroyedWhileOnlineClosesItsLinksAndLetsGoOfThem)
+{
+  SetNtpStatus("synced");
+  ActivatePrimary();
+  ActivateAuxiliary();
+  Create();
+  mComponent->Enable();
+  mClock.AdvanceBy(2s);
+  for (const auto& link : mLinks) link->PlayOpen();
+  mComponent.reset();
+  ASSERT_EQ(mLinks.size(), 2U);
+  for (const auto& link : mLinks) {
+    EXPECT_EQ(link->GetStatus(), EWebsocketStatus::EClosed);
+    EXPECT_EQ(link.use_count(), 1);
+  }
+  EXPECT_EQ(mAccess->GetOcpp(), nullptr);
+}
+
 TEST_F(COcppComponentTest, DisableBeforeTheFirstCheckConnectsNothing)
 {
   SetNtpStatus("synced");
