@@ -77,8 +77,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
   handler.ParseMessage(frame);
   const auto expected = CutByStream(frame);
   if (calls.size() > 1 || (calls.empty() ? CFields{} : calls.front()) != expected) std::abort();
-  // Masking is done for logs of the same bytes; masked twice is masked once.
+  // Logs mask the same bytes. Neither a secret member nor a password comes without a colon.
   const auto masked = MaskSecrets(frame);
-  if (MaskSecrets(masked) != masked) std::abort();
+  if (frame.find(':') == std::string::npos && masked != frame) std::abort();
   return 0;
 }
