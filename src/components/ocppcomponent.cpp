@@ -14,7 +14,9 @@
 #include "src/components/hostinfo.h"
 #include "src/components/ipccallbacklayer.h"
 #include "src/components/iresetmanager.h"
+#include "src/components/metervalueshandler.h"
 #include "src/components/ocpp.h"
+#include "src/components/ocppconfigexception.h"
 #include "src/components/ocppconfigmanager.h"
 #include "src/components/operation/ocpp16/operationfactory.h"
 #include "src/components/operation/ocpp16/operationfilters.h"
@@ -36,6 +38,17 @@ constexpr std::chrono::seconds kTimeCheckPeriod{2};
 constexpr const char* kDefaultAuxiliaryUri = "hub.tovira.example/ocpp";
 
 std::string ConnectorDomain(const std::string& name) { return fmt::format("connector{}/{}", kConnector, name); }
+
+// A station whose description is faulty measures what it can be sure of.
+size_t ReadPhases(const IOcppConfigManager& config)
+{
+  try {
+    return static_cast<size_t>(config.ReadInt("HwOneOrThreePhase"));
+  } catch (const OcppConfigException& error) {
+    LOG_ERROR("{}", error.what());
+    return 1;
+  }
+}
 
 }  // namespace
 
@@ -110,6 +123,9 @@ void COcppComponent::CreateServices()
   mDiagnosticsClientHandler = std::make_shared<CDiagnosticsClientHandler>(mClock, ipc.GetDiagnosticsClient(), access);
   mSessionClientHandler =
       std::make_shared<CSessionClientHandler>(kConnector, ipc.GetSessionManagerClient(kConnector), access);
+  mSampledValuesHandler = std::make_shared<CSampledValuesHandler>(
+      mClock, ipc.GetMeterClient(kConnector), ipc.GetCurrentControlClient(kConnector),
+      ipc.GetSafetyMcuCommClient(kConnector), ReadPhases(*mOcppConfigManager));
   mPersistentMessageStorage = std::make_shared<CPersistentMessageStorageManager>(
       mEnvironment.openConfig("secc_persistentmessages", mArguments.configErrorCallback, {}), kMaxStoredMessageBytes);
   AttachMessageStore();
@@ -147,6 +163,9 @@ void COcppComponent::RegisterHandlers() const
       kHandlerKey, [this](const ipc::MDiagnosticsSignal& signal, const ipc::MDiagnosticsNotificationType& type) {
         mDiagnosticsClientHandler->HandleDiagnosticsNotification(signal, type);
       });
+  ipc.RegisterSafetyMcuCommMcuTemperaturesHandler(kHandlerKey, kConnector, [this](const ipc::MMcuStatus& status) {
+    mSampledValuesHandler->UpdateTemperatures(status);
+  });
   ipc.RegisterSessionManagerStateChangedHandler(kHandlerKey, kConnector, [this](const ipc::MConnectorState& state) {
     mSessionClientHandler->HandleStateChanged(state);
   });
@@ -162,7 +181,9 @@ void COcppComponent::RegisterHandlers() const
 void COcppComponent::RegisterServices()
 {
   auto& access = *mArguments.systemAccess;
+  access.RegisterClock(mClock);
   access.RegisterHandle(std::shared_ptr<IOcpp>(mOcpp));
+  access.RegisterHandle(mSampledValuesHandler, kConnector);
   access.RegisterHandle(mStationPersistentData, 0);
   access.RegisterHandle(mConnectorPersistentData, kConnector);
   access.RegisterHandle(mConnectorSessionData, kConnector);

@@ -21,6 +21,7 @@ class CPersistentMessageStorageManager;
 class CSystemAccessInterface;
 class IDiagnosticsClientHandler;
 class IOcppConfigManager;
+class ISampledValuesHandler;
 class ISessionClientHandler;
 class IWebsocketClient;
 enum class EChargeBeforeAcceptedPolicy : uint8_t;
@@ -116,6 +117,7 @@ class COcppComponent : public IOcppComponent {
   std::shared_ptr<IcConfig::IReadOnlyConfig> mConnectorSessionData;
   std::shared_ptr<CDiagnosticsClientHandler> mDiagnosticsClientHandler;
   std::shared_ptr<ISessionClientHandler> mSessionClientHandler;
+  std::shared_ptr<ISampledValuesHandler> mSampledValuesHandler;
   std::shared_ptr<CPersistentMessageStorageManager> mPersistentMessageStorage;
   std::shared_ptr<COperationFactory> mOperationFactory;
   std::shared_ptr<COcpp> mOcpp;

@@ -27,6 +27,7 @@ target_link_libraries(
          secc_diagnosticsclient
          secc_feedback
          secc_sessionclient
+         secc_metervalues
          secc_messagestore
          secc_operationhandler
          secc_operationfactory
