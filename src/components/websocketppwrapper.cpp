@@ -10,12 +10,14 @@
 #include <websocketpp/config/asio_client.hpp>
 
 #include "src/components/websocketppwrapper.h"
+#include "src/components/websocketppwrappertls.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <limits>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "platform/clock/mutex.h"
@@ -58,121 +60,13 @@ struct asio_tls_zorn_client : public websocketpp::config::asio_tls_client {
   static constexpr int timeout_open_handshake = 10000;
   static constexpr int timeout_close_handshake = 2000;
   // A larger message is refused with close code 1009 as soon as its header says so, before memory is taken for it.
-  static constexpr size_t max_message_size = 1024 * 1024;
-  static constexpr size_t max_http_body_size = 64 * 1024;
+  static constexpr size_t max_message_size = size_t{1024} * 1024;
+  static constexpr size_t max_http_body_size = size_t{64} * 1024;
 };
 
 namespace {
 
 using CClient = websocketpp::client<asio_tls_zorn_client>;
-using CContext = websocketpp::lib::asio::ssl::context;
-
-// The engine's names for what its own numbers mean; it has none for these.
-struct SVerifyError {
-  int error;
-  const char* text;
-};
-constexpr std::array<SVerifyError, 3> kVerifyErrors{{
-    {13, "certificate is not yet valid"},
-    {14, "certificate has expired"},
-    {18, "self-signed certificate"},
-}};
-
-class CTlsVerification : public ITlsVerification {
- public:
-  explicit CTlsVerification(X509_STORE_CTX* context) : mContext(context) {}
-
-  int GetDepth() const override { return X509_STORE_CTX_get_error_depth(mContext); }
-  int GetError() const override { return X509_STORE_CTX_get_error(mContext); }
-
-  std::string GetErrorText() const override
-  {
-    const int error = GetError();
-    const auto known = std::find_if(kVerifyErrors.begin(), kVerifyErrors.end(),
-                                    [error](const SVerifyError& candidate) { return candidate.error == error; });
-    if (known != kVerifyErrors.end()) return known->text;
-    const char* text = X509_verify_cert_error_string(error);
-    return text != nullptr ? text : "unknown error";
-  }
-
-  bool MatchesHost(const std::string& hostname) const override
-  {
-    X509* certificate = X509_STORE_CTX_get_current_cert(mContext);
-    // Any flag makes the engine refuse.
-    return certificate != nullptr &&
-           wolfSSL_X509_check_host(certificate, hostname.c_str(), hostname.size(), 0, nullptr) == WOLFSSL_SUCCESS;
-  }
-
- private:
-  X509_STORE_CTX* const mContext;
-};
-
-class CTlsContext : public ITlsContext {
- public:
-  CTlsContext() : mContext(std::make_shared<CContext>(CContext::tls_client)) {}
-
-  void SetOptions(const std::vector<ETlsOption>& options, std::error_code& error) override
-  {
-    CContext::options bits = 0;
-    for (const ETlsOption option : options) bits |= ToBits(option);
-    mContext->set_options(bits, error);
-  }
-
-  void SetVerifyPeer(CVerifyCallback callback, std::error_code& error) override
-  {
-    mContext->set_verify_mode(websocketpp::lib::asio::ssl::verify_peer, error);
-    if (error) return;
-    mContext->set_verify_callback(
-        [callback = std::move(callback)](bool isPreverified, websocketpp::lib::asio::ssl::verify_context& context) {
-          CTlsVerification verification(context.native_handle());
-          return callback(isPreverified, verification);
-        },
-        error);
-  }
-
-  void SetCipherList(const std::string& list, std::error_code& error) override
-  {
-    error = SSL_CTX_set_cipher_list(mContext->native_handle(), list.c_str()) == WOLFSSL_SUCCESS
-                ? std::error_code()
-                : std::make_error_code(std::errc::invalid_argument);
-  }
-
-  void SetCurves(const std::string& list, std::error_code& error) override
-  {
-    error = wolfSSL_CTX_set1_curves_list(mContext->native_handle(), list.c_str()) == WOLFSSL_SUCCESS
-                ? std::error_code()
-                : std::make_error_code(std::errc::invalid_argument);
-  }
-
-  void LoadVerifyFile(const std::string& path, std::error_code& error) override
-  {
-    mContext->load_verify_file(path, error);
-  }
-
-  const std::shared_ptr<CContext>& Get() const { return mContext; }
-
- private:
-  static CContext::options ToBits(ETlsOption option)
-  {
-    switch (option) {
-      case ETlsOption::EDefaultWorkarounds:
-        return CContext::default_workarounds;
-      case ETlsOption::ESingleDhUse:
-        return CContext::single_dh_use;
-      case ETlsOption::ENoSslV2:
-        return CContext::no_sslv2;
-      case ETlsOption::ENoSslV3:
-        return CContext::no_sslv3;
-      case ETlsOption::ENoTlsV1:
-        return CContext::no_tlsv1;
-      case ETlsOption::ENoTlsV1_1:
-        return CContext::no_tlsv1_1;
-    }
-    return 0;
-  }
-
-  const std::shared_ptr<CContext> mContext;
-};
 
 std::error_code MakeError(websocketpp::error::value value) { return websocketpp::error::make_error_code(value); }
 
@@ -180,8 +74,9 @@ std::error_code MakeError(websocketpp::error::value value) { return websocketpp:
 // network layer that is still under way when the connection has been let go of finds nobody to tell.
 class CConnection : public IConnection, public std::enable_shared_from_this<CConnection> {
  public:
-  CConnection(std::shared_ptr<CClient> client, CClient::connection_ptr connection)
-      : mClient(std::move(client)), mConnection(std::move(connection))
+  CConnection(std::shared_ptr<CClient> client, CClient::connection_ptr connection,
+              std::shared_ptr<std::atomic<bool>> isLookingUp)
+      : mClient(std::move(client)), mConnection(std::move(connection)), mIsLookingUp(std::move(isLookingUp))
   {}
 
   CConnectionHandle GetHandle() override
@@ -199,6 +94,7 @@ class CConnection : public IConnection, public std::enable_shared_from_this<CCon
         const auto self = weak.lock();
         if (!self || self->mIsDropped) return;
         self->mState = state;
+        self->NoteLookup(state);
         (self->mHandlers.*handler)(self->GetHandle());
       };
     };
@@ -214,7 +110,8 @@ class CConnection : public IConnection, public std::enable_shared_from_this<CCon
       if (const auto self = weak.lock()) self->mIsPongDue = false;
     });
     SetPongTimeoutHandler();
-    mConnection->set_tcp_pre_init_handler([weak](const websocketpp::connection_hdl& handle) {
+    mConnection->set_tcp_pre_init_handler([weak, lookup = mIsLookingUp](const websocketpp::connection_hdl& handle) {
+      *lookup = false;
       const auto connection = std::static_pointer_cast<CClient::connection_type>(handle.lock());
       if (!connection) return;
       std::error_code ignored;
@@ -303,7 +200,13 @@ class CConnection : public IConnection, public std::enable_shared_from_this<CCon
     mClient->poll();
   }
 
-  void Connect() { mClient->connect(mConnection); }
+  void Connect()
+  {
+    std::error_code isName;
+    websocketpp::lib::asio::ip::make_address(mConnection->get_host(), isName);
+    *mIsLookingUp = static_cast<bool>(isName);
+    mClient->connect(mConnection);
+  }
 
   // From any thread.
 
@@ -357,6 +260,13 @@ class CConnection : public IConnection, public std::enable_shared_from_this<CCon
     });
   }
 
+  // Any end but a time-out says that the resolver has given its answer.
+  void NoteLookup(EConnectionState state)
+  {
+    const auto timeout = websocketpp::transport::error::make_error_code(websocketpp::transport::error::timeout);
+    if (state == EConnectionState::EClosed && mConnection->get_ec() != timeout) *mIsLookingUp = false;
+  }
+
   void SetPongTimeoutHandler()
   {
     const std::weak_ptr<CConnection> weak = weak_from_this();
@@ -384,6 +294,7 @@ class CConnection : public IConnection, public std::enable_shared_from_this<CCon
   // Constant after construction.
   const std::shared_ptr<CClient> mClient;
   const CClient::connection_ptr mConnection;
+  const std::shared_ptr<std::atomic<bool>> mIsLookingUp;
 
   std::atomic<EConnectionState> mState{EConnectionState::EConnecting};
 
@@ -409,8 +320,21 @@ std::shared_ptr<CConnection> FromHandle(const CConnectionHandle& handle, std::er
 
 class CWebsocketPPWrapper::CEndpoint {
  public:
+  CEndpoint() = default;
+  CEndpoint(const CEndpoint&) = delete;
+  CEndpoint& operator=(const CEndpoint&) = delete;
+
+  // The network layer waits for a name lookup under way, which may take half a minute when the network is gone. A
+  // thread of its own does so, since the process must be able to end meanwhile.
+  ~CEndpoint()
+  {
+    if (*isLookingUp) std::thread([last = std::move(client)]() mutable { last.reset(); }).detach();
+  }
+
   // Shared with the connections, which belong to it.
-  const std::shared_ptr<CClient> client = std::make_shared<CClient>();
+  std::shared_ptr<CClient> client = std::make_shared<CClient>();
+  // The system's resolver may be busy: a connection to a name was begun and has not been seen to reach the server.
+  const std::shared_ptr<std::atomic<bool>> isLookingUp = std::make_shared<std::atomic<bool>>(false);
 };
 
 CWebsocketPPWrapper::CWebsocketPPWrapper() : mEndpoint(std::make_shared<CEndpoint>()) {}
@@ -436,7 +360,7 @@ std::shared_ptr<IConnection> CWebsocketPPWrapper::get_connection(const std::stri
 {
   CClient::connection_ptr connection = mEndpoint->client->get_connection(url, error);
   if (error) return nullptr;
-  return std::make_shared<CConnection>(mEndpoint->client, std::move(connection));
+  return std::make_shared<CConnection>(mEndpoint->client, std::move(connection), mEndpoint->isLookingUp);
 }
 
 void CWebsocketPPWrapper::connect(const std::shared_ptr<IConnection>& connection)

@@ -199,9 +199,9 @@ TEST(FakeWebsocketClient, OpensDeliversAndCloses)
 {
   CFakeWebsocketClient client;
   std::vector<std::string> seen;
-  client.SetOnOpenCallback([&](IWebsocketClient::CConnectionHandle) { client.Send("hello"); });
+  client.SetOnOpenCallback([&](const IWebsocketClient::CConnectionHandle&) { client.Send("hello"); });
   client.SetOnMessageCallback([&](std::string_view text) { seen.emplace_back(text); });
-  client.SetOnCloseCallback([&](IWebsocketClient::CConnectionHandle, bool) { seen.emplace_back("closed"); });
+  client.SetOnCloseCallback([&](const IWebsocketClient::CConnectionHandle&, bool) { seen.emplace_back("closed"); });
   EXPECT_FALSE(client.Send("too early"));
   EXPECT_TRUE(client.Connect());
   client.PlayOpen();

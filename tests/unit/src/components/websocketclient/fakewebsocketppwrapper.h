@@ -136,12 +136,12 @@ class CFakeWebsocketPPWrapper : public websocketppwrapper::IWebsocketPPWrapper {
   void clear_access_channels(uint32_t channels) override
   {
     CLock lock(mMutex);
-    mSetup.push_back(channels == kAllChannels ? "clear_access_channels all" : "clear_access_channels");
+    mSetup.emplace_back(channels == kAllChannels ? "clear_access_channels all" : "clear_access_channels");
   }
   void clear_error_channels(uint32_t channels) override
   {
     CLock lock(mMutex);
-    mSetup.push_back(channels == kAllChannels ? "clear_error_channels all" : "clear_error_channels");
+    mSetup.emplace_back(channels == kAllChannels ? "clear_error_channels all" : "clear_error_channels");
   }
   void init_asio() override
   {

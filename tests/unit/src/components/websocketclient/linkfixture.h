@@ -16,16 +16,18 @@
 
 // A client on a made-up transport, in simulated time. Reconnect delays are the shortest: 3, 6, 12, 24, 48, 96 seconds.
 class CLinkTest : public testing::Test {
- protected:
-  using EOutcome = CFakeWebsocketPPWrapper::EOutcome;
-
-  CLinkTest() { Create("cs.example.com:8443/ocpp"); }
+ public:
   // Callbacks of a test may use mClient, which must then still be there.
   ~CLinkTest() override
   {
     if (mClient) mClient->Close(1000, "end of test");
     mClient.reset();
   }
+
+ protected:
+  using EOutcome = CFakeWebsocketPPWrapper::EOutcome;
+
+  CLinkTest() { Create("cs.example.com:8443/ocpp"); }
 
   void Create(const std::string& uri)
   {
@@ -87,6 +89,7 @@ class CLinkTest : public testing::Test {
   {
     std::vector<int64_t> times;
     const auto attempts = mTransport->GetAttempts();
+    times.reserve(attempts.size());
     for (const auto& attempt : attempts) times.push_back(Seconds(attempt.time - attempts.front().time));
     return times;
   }

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "src/components/basicauth.h"
 #include "src/components/framemask.h"
 #include "src/components/reconnectdelay.h"
@@ -13,11 +15,11 @@ namespace {
 
 using testing::ElementsAre;
 
-std::vector<uint32_t> Delays(uint32_t random, int count)
+std::vector<uint32_t> Delays(uint32_t random, size_t count)
 {
   CReconnectDelay delay([random] { return random; });
-  std::vector<uint32_t> delays;
-  for (int i = 0; i < count; ++i) delays.push_back(delay.Next());
+  std::vector<uint32_t> delays(count);
+  std::generate(delays.begin(), delays.end(), [&] { return delay.Next(); });
   return delays;
 }
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <thread>
 
+#include "tests/unit/src/components/websocketclient/hanginglookup.h"
 #include "tests/unit/src/components/websocketclient/reallinkfixture.h"
 
 namespace {
@@ -156,6 +157,41 @@ TEST_F(RealAttempts, UnknownHostFails)
   mLink = std::make_unique<CRealLink>(Server(), host);
   mLink->client->Connect();
   EXPECT_TRUE(mLink->Await("fail"));
+}
+
+TEST_F(RealAttempts, CloseAndDestructionDuringANameLookupReturnAtOnce)
+{
+  CHangingLookup lookup;
+  CRealLink::SHost host;
+  host.name = CHangingLookup::kName;
+  host.address = "";
+  host.port = 443;
+  mLink = std::make_unique<CRealLink>(Server(), host);
+  mLink->client->Connect();
+  ASSERT_TRUE(lookup.AwaitQuestion());
+  const auto begin = mReal.SteadyNow();
+  mLink->client->Close(1000, "bye");
+  mLink->client.reset();
+  EXPECT_LT(mReal.SteadyNow() - begin, 1s);
+  EXPECT_THAT(mLink->TakeEvents(), IsEmpty());
+}
+
+// The answer comes when the attempt has been given up for long, and the connection made on it is closed in silence.
+TEST_F(RealAttempts, AttemptGivenUpDuringItsLookupSaysNothingToTheServerLater)
+{
+  Listen("good");
+  auto lookup = std::make_unique<CHangingLookup>();
+  mLink->hostInfo->SetResolvedAddress(CHangingLookup::kName);
+  mLink->client->Connect();
+  ASSERT_TRUE(lookup->AwaitQuestion());
+  mLink->client->Close(1000, "bye");
+  mLink->hostInfo->SetResolvedAddress("127.0.0.1");
+  mLink->client->Connect();
+  lookup.reset();
+  EXPECT_TRUE(mLink->Await("open"));
+  EXPECT_EQ(mLink->TakeEvents(), std::vector<std::string>());
+  Server().Command("stats", mId);
+  EXPECT_THAT(Server().Await(mId, "stats "), HasSubstr("tcp=2 secure=1 "));
 }
 
 TEST_F(RealAttempts, LocationThatCannotBeReadEndsTheAttempts)

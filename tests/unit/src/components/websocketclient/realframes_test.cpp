@@ -148,6 +148,7 @@ TEST_F(RealFrames, SendsFromFourThreadsDuringReconnectsAllEnd)
   std::atomic<int> budget{0};
   std::atomic<bool> done{false};
   std::vector<std::thread> senders;
+  senders.reserve(4);
   for (int i = 0; i < 4; ++i) {
     senders.emplace_back([&] {
       while (!done) {
@@ -190,7 +191,8 @@ TEST_F(RealEnd, CloseTellsTheServerCodeAndReason)
 TEST_F(RealEnd, CloseFromTheMessageCallbackIsClean)
 {
   Open();
-  mLink->client->SetOnMessageCallback([this](std::string_view) { mLink->client->Close(1000, "from inside"); });
+  mLink->client->SetOnMessageCallback(
+      [client = mLink->client.get()](std::string_view) { client->Close(1000, "from inside"); });
   Server().Command("text", mId, ",\"text\":\"x\"");
   EXPECT_EQ(Server().Await(mId, "close "), "1000 from inside");
   EXPECT_TRUE(mLink->Await("closed"));
@@ -199,7 +201,7 @@ TEST_F(RealEnd, CloseFromTheMessageCallbackIsClean)
 TEST_F(RealEnd, AnswerFromTheMessageCallbackGoesOut)
 {
   Open();
-  mLink->client->SetOnMessageCallback([this](std::string_view) { mLink->client->Send("answer"); });
+  mLink->client->SetOnMessageCallback([client = mLink->client.get()](std::string_view) { client->Send("answer"); });
   Server().Command("text", mId, ",\"text\":\"x\"");
   EXPECT_EQ(Server().Await(mId, "frame 1 "), "6 answer");
 }

@@ -126,8 +126,7 @@ class CRealLink {
 };
 
 class CRealLinkTest : public testing::Test {
- protected:
-  CRealLinkTest() : mId(testing::UnitTest::GetInstance()->current_test_info()->name()) {}
+ public:
   // Clients go before their server.
   ~CRealLinkTest() override
   {
@@ -137,6 +136,9 @@ class CRealLinkTest : public testing::Test {
       Server().Await(mId, "stopped");
     }
   }
+
+ protected:
+  CRealLinkTest() : mId(testing::UnitTest::GetInstance()->current_test_info()->name()) {}
 
   // One for all tests.
   static CScriptedServer& Server()

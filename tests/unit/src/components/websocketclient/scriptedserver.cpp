@@ -25,6 +25,7 @@ pid_t Spawn(std::vector<std::string> words, int input, int output)
   if (input >= 0) posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
   if (output >= 0) posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   pid_t process = -1;
@@ -118,7 +119,7 @@ std::string CScriptedServer::Await(const std::string& id, const std::string& wor
     const auto found = std::find_if(mLines.begin(), mLines.end(),
                                     [&](const std::string& line) { return line.compare(0, start.size(), start) == 0; });
     if (found != mLines.end()) {
-      const std::string rest = found->substr(start.size());
+      std::string rest = found->substr(start.size());
       const std::string own = id + " ";
       const auto end = std::remove_if(mLines.begin(), found + 1,
                                       [&](const std::string& line) { return line.compare(0, own.size(), own) == 0; });

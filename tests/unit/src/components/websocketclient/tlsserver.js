@@ -7,7 +7,7 @@
 //     min, max: TLS versions; status, headers: the answer to the upgrade (101); protocol: the subprotocol accepted;
 //     accept: the accept key; quiet: no answer to the upgrade; pong, answerClose: whether those frames are answered
 //   {"do":"stop","id":"a"}                 -> "a stopped"
-//   {"do":"stats","id":"a"}                -> "a stats tcp=N bytes=N"   bytes: decrypted bytes received
+//   {"do":"stats","id":"a"}                -> "a stats tcp=N secure=N bytes=N"   bytes: decrypted bytes received
 //   {"do":"text"|"binary","id":"a","size":N} or with "text":"..."
 //   {"do":"raw","id":"a","hex":"..."}      bytes on the TLS connection
 //   {"do":"close","id":"a","code":N,"reason":"..."}   without code: an empty close frame
@@ -82,6 +82,7 @@ function serve(server, socket) {
   const state = { buffer: Buffer.alloc(0), upgraded: false, closeSent: false };
   socket.testState = state;
   server.newest = socket;
+  ++server.secure;
   tell(server.id, 'secure', socket.getProtocol(), socket.getCipher().name);
   socket.on('data', (data) => {
     server.bytes += data.length;
@@ -103,7 +104,7 @@ function serve(server, socket) {
 
 const commands = {
   listen(command) {
-    const server = { id: command.id, options: command, tcp: 0, bytes: 0, newest: null, sockets: new Set() };
+    const server = { id: command.id, options: command, tcp: 0, secure: 0, bytes: 0, newest: null, sockets: new Set() };
     const onTcp = (socket) => {
       socket.setNoDelay(true);
       ++server.tcp;
@@ -133,7 +134,7 @@ const commands = {
     for (const socket of server.sockets) socket.destroy();
     server.listener.close(() => tell(server.id, 'stopped'));
   },
-  stats(command, server) { tell(server.id, 'stats', `tcp=${server.tcp}`, `bytes=${server.bytes}`); },
+  stats(command, server) { tell(server.id, 'stats', `tcp=${server.tcp}`, `secure=${server.secure}`, `bytes=${server.bytes}`); },
   text(command, server) {
     server.newest.write(frame(1, command.size ? Buffer.alloc(command.size, 'x') : Buffer.from(command.text)));
   },

@@ -69,6 +69,9 @@ struct SFakeVerification : websocketppwrapper::ITlsVerification {
 };
 
 class WebsocketTls : public testing::Test {
+ public:
+  ~WebsocketTls() override { std::filesystem::remove_all(mFolder); }
+
  protected:
   WebsocketTls()
   {
@@ -81,7 +84,6 @@ class WebsocketTls : public testing::Test {
     mHostInfo = std::make_shared<CHostInfo>(settings, CHostInfo::CMdnsQuery());
     mDiagnostics = std::make_shared<CRecordingDiagnostics>();
   }
-  ~WebsocketTls() override { std::filesystem::remove_all(mFolder); }
 
   CWebsocketTls Make() const
   {
