@@ -5,8 +5,10 @@ add_library(secc_actions16 STATIC ocpp16/implementation/bootnotificationoperatio
                                   ocpp16/implementation/metervaluesoperation.cpp
                                   ocpp16/implementation/samplevaluescreator.cpp
                                   ocpp16/implementation/starttransactionoperation.cpp
+                                  ocpp16/implementation/statusnotificationoperation.cpp
                                   ocpp16/implementation/stoptransactionoperation.cpp
                                   ocpp16/implementation/transactionoperation.cpp)
 target_link_libraries(secc_actions16 PUBLIC secc_base secc_log secc_payloads secc_operation_model secc_diagnostics
+                                            secc_toolbox secc_iipc_interfaces
                                             secc_ocppconfig
                                             PkgConfig::JSONCPP)

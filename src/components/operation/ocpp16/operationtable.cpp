@@ -4,6 +4,7 @@
 #include "src/components/operation/ocpp16/implementation/heartbeatoperation.h"
 #include "src/components/operation/ocpp16/implementation/metervaluesoperation.h"
 #include "src/components/operation/ocpp16/implementation/starttransactionoperation.h"
+#include "src/components/operation/ocpp16/implementation/statusnotificationoperation.h"
 #include "src/components/operation/ocpp16/implementation/stoptransactionoperation.h"
 
 using OperationTable::NewOutCall;
@@ -18,6 +19,7 @@ SOperationTable Ocpp16::GetOperationTable()
   table.outCalls = {
       {EOutOpType::EBootNotification, NewOutCall<CBootNotificationOutCall>},
       {EOutOpType::EHeartbeat, NewOutCall<CHeartbeatOutCall>},
+      {EOutOpType::EStatusNotification, NewOutCall<CStatusNotificationOutCall>},
       {EOutOpType::EMeterValues, NewOutCall<CMeterValuesOutCall>},
       {EOutOpType::EStartTransaction, NewOutCall<CStartTransactionOutCall>},
       {EOutOpType::EStopTransaction, NewOutCall<CStopTransactionOutCall>},
@@ -30,7 +32,6 @@ SOperationTable Ocpp16::GetOperationTable()
       {EOutOpType::EAuthorize, NoOutCall},
       {EOutOpType::EFirmwareStatusNotification, NoOutCall},
       {EOutOpType::ELogStatusNotification, NoOutCall},
-      {EOutOpType::EStatusNotification, NoOutCall},
       {EOutOpType::ESecurityEventNotification, NoOutCall},
       {EOutOpType::EDiagnosticStatusNotification, NoOutCall},
   };
