@@ -98,6 +98,14 @@ void GrpcBackend::CImpl::StartServices()
   std::map<std::string, std::vector<SService>> byAddress;
   for (SService& service : services) byAddress[mDirectory.Address(service.name)].push_back(std::move(service));
   for (const auto& [address, servicesOfAddress] : byAddress) StartServer(address, servicesOfAddress);
+
+  bool stopped = false;
+  {
+    const CLock lock(mMutex);
+    stopped = mStopped;
+  }
+  // A stop meanwhile has not seen the servers that are new.
+  if (stopped) Stop();
 }
 
 void GrpcBackend::CImpl::StartServer(const std::string& address, const std::vector<SService>& services)

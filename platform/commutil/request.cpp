@@ -2,10 +2,17 @@
 
 #include <exception>
 
+#include "platform/clock/realclock.h"
 #include "platform/commutil/rpclogger.h"
 #include "platform/iclogger/log.h"
 
 namespace Rpc {
+
+IClock& CRequestRunner::Clock()
+{
+  static CRealClock& clock = *new CRealClock;
+  return clock;
+}
 
 grpc::Status CRequestRunner::Work(const std::function<void()>& work)
 {

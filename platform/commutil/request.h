@@ -21,9 +21,6 @@ class CRequestRunner : public std::enable_shared_from_this<CRequestRunner> {
   // More at once are refused: the caller repeats itself faster than it is answered.
   static constexpr int kMaxRunning = 8;
 
-  // The clock must live until the last request has returned.
-  explicit CRequestRunner(std::shared_ptr<IClock> clock) : mClock(std::move(clock)) {}
-
   // Runs `work`, which fills `reply` with what it returns; an exception from it is answered as an internal error.
   template <typename TReply>
   grpc::ServerUnaryReactor* Run(TReply& reply, std::function<TReply()> work)
@@ -35,7 +32,7 @@ class CRequestRunner : public std::enable_shared_from_this<CRequestRunner> {
       call->End(grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, "too many requests at once"));
       return call.get();
     }
-    CThread thread(*mClock, "ipc request", [self = shared_from_this(), call, &reply, work = std::move(work)] {
+    CThread thread(Clock(), "ipc request", [self = shared_from_this(), call, &reply, work = std::move(work)] {
       TReply result;
       const grpc::Status status = Work([&result, &work] { result = work(); });
       // `reply` belongs to the transport and lives until the call is ended, which only one can do.
@@ -69,9 +66,10 @@ class CRequestRunner : public std::enable_shared_from_this<CRequestRunner> {
     std::shared_ptr<CCall> mSelf;
   };
 
+  // Never destroyed: a request may return after everything else has gone.
+  static IClock& Clock();
   static grpc::Status Work(const std::function<void()>& work);
 
-  const std::shared_ptr<IClock> mClock;
   std::atomic<int> mRunning{0};
 };
 

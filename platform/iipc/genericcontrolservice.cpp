@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "platform/clock/realclock.h"
 #include "platform/commutil/grpcbackend.h"
 #include "platform/commutil/request.h"
 #include "platform/commutil/servedservice.h"
@@ -51,8 +50,7 @@ class CGenericControlService final : public ipc::GenericControl::CallbackService
 
   const std::shared_ptr<IGenericControl> mControl;
   const std::shared_ptr<Subscribers> mSubscribers = std::make_shared<Subscribers>();
-  const std::shared_ptr<Rpc::CRequestRunner> mRequests =
-      std::make_shared<Rpc::CRequestRunner>(std::make_shared<CRealClock>());
+  const std::shared_ptr<Rpc::CRequestRunner> mRequests = std::make_shared<Rpc::CRequestRunner>();
 };
 
 }  // namespace
