@@ -27,7 +27,10 @@ class CControl : public IGenericControl {
   ipc::MResult Enable() override
   {
     mEnableCalls.Add(0);
-    return mEnable.get();
+    CLock lock(mMutex);
+    const std::shared_future<ipc::MResult> answer = mEnable;
+    lock.Unlock();
+    return answer.get();
   }
   ipc::MResult Disable() override { throw std::runtime_error("the machine is gone"); }
 
@@ -39,8 +42,18 @@ class CControl : public IGenericControl {
   }
   void SendAlive() { mAliveNotifierCB(); }
 
-  std::shared_future<ipc::MResult> mEnable;
+  // What Enable answers, as soon as it is known.
+  void SetEnable(std::shared_future<ipc::MResult> answer)
+  {
+    const CLock lock(mMutex);
+    mEnable = std::move(answer);
+  }
+
   CEvents<int> mEnableCalls;
+
+ private:
+  CMutex mMutex;
+  std::shared_future<ipc::MResult> mEnable GUARDED_BY(mMutex);
 };
 
 std::shared_future<ipc::MResult> Ready(ipc::EResult value)
@@ -98,7 +111,7 @@ class ProcessServices : public HostFixture {
  protected:
   ProcessServices()
   {
-    mControl->mEnable = Ready(ipc::EResultSuccess);
+    mControl->SetEnable(Ready(ipc::EResultSuccess));
     mHost->AddService<IGenericControl>("SeccGenCtrl", mControl);
     mHost->AddService<ILogConfig>("SeccLog", Log::CreateLogConfigService());
   }
@@ -138,7 +151,7 @@ TEST_F(ProcessServices, ARequestReachesTheProcessControlAndItsResultComesBack)
   ipc::MResult result;
   EXPECT_TRUE(Enable(result).ok());
   EXPECT_EQ(result.result(), ipc::EResultSuccess);
-  mControl->mEnable = Ready(ipc::EResultIllegal);
+  mControl->SetEnable(Ready(ipc::EResultIllegal));
   EXPECT_TRUE(Enable(result).ok());
   EXPECT_EQ(result.result(), ipc::EResultIllegal);
   EXPECT_EQ(mControl->mEnableCalls.Get().size(), 2);
@@ -158,7 +171,7 @@ TEST_F(ProcessServices, ARequestThatThrowsIsAnsweredAsAnInternalError)
 TEST_F(ProcessServices, ARequestThatNeverReturnsHoldsUpNeitherOthersNorTheStop)
 {
   std::promise<ipc::MResult> never;
-  mControl->mEnable = never.get_future().share();
+  mControl->SetEnable(never.get_future().share());
   Start();
   ipc::MResult result;
   EXPECT_EQ(Enable(result, 200ms).error_code(), grpc::StatusCode::DEADLINE_EXCEEDED);
@@ -179,7 +192,7 @@ TEST_F(ProcessServices, ARequestThatNeverReturnsHoldsUpNeitherOthersNorTheStop)
 TEST_F(ProcessServices, TooManyRequestsThatDoNotReturnAreRefused)
 {
   std::promise<ipc::MResult> held;
-  mControl->mEnable = held.get_future().share();
+  mControl->SetEnable(held.get_future().share());
   Start();
   ipc::MResult result;
   for (int request = 0; request < 8; ++request) {

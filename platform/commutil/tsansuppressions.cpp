@@ -1,0 +1,19 @@
+// For builds with the thread sanitizer only. The distribution's gRPC is not instrumented: the sanitizer sees its
+// threads touch memory, but not how they take turns. What has a frame of gRPC in it is therefore left out; our own
+// code, and the libraries that we compile, are not.
+
+extern "C" const char* __tsan_default_suppressions();
+
+extern "C" const char* __tsan_default_suppressions()
+{
+  return "race:libgrpc.so\n"
+         "race:libgrpc++.so\n"
+         "race:libgpr.so\n"
+         "race:libabsl\n"
+         "race:^grpc::\n"
+         "mutex:libgrpc.so\n"
+         "deadlock:libgrpc.so\n"
+         "called_from_lib:libgrpc.so\n"
+         "called_from_lib:libgrpc++.so\n"
+         "called_from_lib:libgpr.so\n";
+}
