@@ -248,6 +248,15 @@ export class World {
   }
 }
 
+// Worlds of other tests may still be in it.
+function removeWhenEmpty(folder) {
+  try {
+    fs.rmdirSync(folder);
+  } catch (error) {
+    if (!['ENOTEMPTY', 'ENOENT'].includes(error.code)) throw error;
+  }
+}
+
 /**
  * A test on a world of its own, which is prepared but not started.
  * @param {string} name
@@ -268,6 +277,7 @@ export function systemTest(name, options, run) {
       await world.close();
     }
     fs.rmSync(world.folder, { recursive: true, force: true });
+    removeWhenEmpty(FOLDER);
   });
 }
 
