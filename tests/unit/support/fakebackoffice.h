@@ -78,8 +78,8 @@ class CFakeBackoffice : public IBackoffice {
   bool IsChargingAllowed() const override { return mChargingAllowed; }
   bool IsOperationAllowed(const COutCallOperationBase& operation) const override
   {
-    return mEnabled && (mStatus == EOcppStatus::EAccepted || operation.IsBootNotificationOp() ||
-                        operation.IsResendRequiredOp());
+    return mEnabled &&
+           (mStatus == EOcppStatus::EAccepted || operation.IsBootNotificationOp() || operation.IsResendRequiredOp());
   }
   void SetConfirmedStatus(uint32_t connector, int32_t status) override
   {

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <stdexcept>
@@ -60,9 +61,7 @@ bool CSiblingProcess::WaitForLine(const std::string& line, std::chrono::millisec
   const CRealClock clock;
   const IClock::SteadyTime deadline = clock.SteadyNow() + limit;
   for (;;) {
-    while (const std::optional<std::string> taken = TakeLine()) {
-      if (*taken == line) return true;
-    }
+    if (TakeLine(line)) return true;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - clock.SteadyNow());
     if (left.count() <= 0) return false;
     pollfd descriptor{mOutput, POLLIN, 0};
@@ -104,11 +103,14 @@ std::string CSiblingProcess::ToHex(const std::string& bytes)
   return text;
 }
 
-std::optional<std::string> CSiblingProcess::TakeLine()
+bool CSiblingProcess::TakeLine(const std::string& line)
 {
-  const size_t end = mBuffer.find('\n');
-  if (end == std::string::npos) return std::nullopt;
-  std::string line = mBuffer.substr(0, end);
-  mBuffer.erase(0, end + 1);
-  return line;
+  for (size_t end = mBuffer.find('\n'); end != std::string::npos; end = mBuffer.find('\n')) {
+    mLines.push_back(mBuffer.substr(0, end));
+    mBuffer.erase(0, end + 1);
+  }
+  const auto found = std::find(mLines.begin(), mLines.end(), line);
+  if (found == mLines.end()) return false;
+  mLines.erase(found);
+  return true;
 }

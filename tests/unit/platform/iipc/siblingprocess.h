@@ -3,8 +3,8 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <optional>
 #include <string>
+#include <vector>
 
 // Runs secc_test_sibling (siblingprogram.cpp) as a process of its own, and ends it with the object.
 class CSiblingProcess {
@@ -16,7 +16,7 @@ class CSiblingProcess {
   CSiblingProcess& operator=(const CSiblingProcess&) = delete;
 
   void Order(const std::string& line) const;
-  // Reads lines until one equals `line`; false when the time is up.
+  // Waits for a line and takes it; lines before it stay to be waited for. False when the time is up.
   bool WaitForLine(const std::string& line, std::chrono::milliseconds limit = std::chrono::seconds(10));
 
   // SIGKILL, and waits for the end.
@@ -28,10 +28,11 @@ class CSiblingProcess {
   static std::string ToHex(const std::string& bytes);
 
  private:
-  std::optional<std::string> TakeLine();
+  bool TakeLine(const std::string& line);
 
   pid_t mProcess = -1;
   int mInput = -1;
   int mOutput = -1;
   std::string mBuffer;
+  std::vector<std::string> mLines;
 };

@@ -28,7 +28,18 @@ function frame(opcode, payload, fin = true) {
   const head = [(fin ? 0x80 : 0) | opcode];
   if (payload.length < 126) head.push(payload.length);
   else if (payload.length < 65536) head.push(126, payload.length >> 8, payload.length & 255);
-  else head.push(127, 0, 0, 0, 0, (payload.length >>> 24) & 255, (payload.length >>> 16) & 255, (payload.length >>> 8) & 255, payload.length & 255);
+  else
+    head.push(
+      127,
+      0,
+      0,
+      0,
+      0,
+      (payload.length >>> 24) & 255,
+      (payload.length >>> 16) & 255,
+      (payload.length >>> 8) & 255,
+      payload.length & 255,
+    );
   return Buffer.concat([Buffer.from(head), payload]);
 }
 
@@ -38,7 +49,10 @@ function upgrade(server, socket, head) {
   const status = options.status || 101;
   const lines = [`HTTP/1.1 ${status} ${status === 101 ? 'Switching Protocols' : 'Told so'}`];
   if (status === 101) {
-    const accept = crypto.createHash('sha1').update(key[1] + '258EAFA5-E914-47DA-95CA-C5AB0DC85B11').digest('base64');
+    const accept = crypto
+      .createHash('sha1')
+      .update(key[1] + '258EAFA5-E914-47DA-95CA-C5AB0DC85B11')
+      .digest('base64');
     lines.push('Upgrade: websocket', 'Connection: Upgrade', `Sec-WebSocket-Accept: ${options.accept || accept}`);
     const protocol = options.protocol === undefined ? 'ocpp1.6' : options.protocol;
     if (protocol) lines.push(`Sec-WebSocket-Protocol: ${protocol}`);
@@ -54,8 +68,15 @@ function takeFrames(server, socket, state) {
     if (data.length < 2) return;
     let length = data[1] & 127;
     let offset = 2;
-    if (length === 126) { if (data.length < 4) return; length = data.readUInt16BE(2); offset = 4; }
-    else if (length === 127) { if (data.length < 10) return; length = Number(data.readBigUInt64BE(2)); offset = 10; }
+    if (length === 126) {
+      if (data.length < 4) return;
+      length = data.readUInt16BE(2);
+      offset = 4;
+    } else if (length === 127) {
+      if (data.length < 10) return;
+      length = Number(data.readBigUInt64BE(2));
+      offset = 10;
+    }
     if (data.length < offset + 4 + length) return;
     const mask = data.subarray(offset, offset + 4);
     const payload = Buffer.from(data.subarray(offset + 4, offset + 4 + length));
@@ -114,11 +135,16 @@ const commands = {
       tell(server.id, 'tcp');
     };
     if (command.kind === 'tls') {
-      server.listener = tls.createServer({
-        cert: fs.readFileSync(command.cert), key: fs.readFileSync(command.key),
-        minVersion: command.min || 'TLSv1.2', maxVersion: command.max || 'TLSv1.3',
-        ciphers: command.max === 'TLSv1.1' ? 'DEFAULT@SECLEVEL=0' : undefined,
-      }, (socket) => serve(server, socket));
+      server.listener = tls.createServer(
+        {
+          cert: fs.readFileSync(command.cert),
+          key: fs.readFileSync(command.key),
+          minVersion: command.min || 'TLSv1.2',
+          maxVersion: command.max || 'TLSv1.3',
+          ciphers: command.max === 'TLSv1.1' ? 'DEFAULT@SECLEVEL=0' : undefined,
+        },
+        (socket) => serve(server, socket),
+      );
       server.listener.on('connection', onTcp);
       server.listener.on('tlsClientError', (error) => tell(server.id, 'tlserror', error.code || error.message));
     } else {
@@ -128,30 +154,48 @@ const commands = {
       });
     }
     servers.set(server.id, server);
-    server.listener.listen(command.port || 0, '127.0.0.1', () => tell(server.id, 'listening', server.listener.address().port));
+    server.listener.listen(command.port || 0, '127.0.0.1', () =>
+      tell(server.id, 'listening', server.listener.address().port),
+    );
   },
   stop(command, server) {
     for (const socket of server.sockets) socket.destroy();
     server.listener.close(() => tell(server.id, 'stopped'));
   },
-  stats(command, server) { tell(server.id, 'stats', `tcp=${server.tcp}`, `secure=${server.secure}`, `bytes=${server.bytes}`); },
+  stats(command, server) {
+    tell(server.id, 'stats', `tcp=${server.tcp}`, `secure=${server.secure}`, `bytes=${server.bytes}`);
+  },
   text(command, server) {
     server.newest.write(frame(1, command.size ? Buffer.alloc(command.size, 'x') : Buffer.from(command.text)));
   },
-  binary(command, server) { server.newest.write(frame(2, Buffer.alloc(command.size, 1))); },
-  raw(command, server) { server.newest.write(Buffer.from(command.hex, 'hex')); },
+  binary(command, server) {
+    server.newest.write(frame(2, Buffer.alloc(command.size, 1)));
+  },
+  raw(command, server) {
+    server.newest.write(Buffer.from(command.hex, 'hex'));
+  },
   close(command, server) {
     const code = Buffer.alloc(2);
     code.writeUInt16BE(command.code || 0);
     server.newest.testState.closeSent = true;
-    server.newest.write(frame(8, command.code ? Buffer.concat([code, Buffer.from(command.reason || '')]) : Buffer.alloc(0)));
+    server.newest.write(
+      frame(8, command.code ? Buffer.concat([code, Buffer.from(command.reason || '')]) : Buffer.alloc(0)),
+    );
   },
-  destroy(command, server) { server.newest.destroy(); },
-  freeze(command, server) { server.newest.pause(); server.newest.removeAllListeners('data'); },
+  destroy(command, server) {
+    server.newest.destroy();
+  },
+  freeze(command, server) {
+    server.newest.pause();
+    server.newest.removeAllListeners('data');
+  },
 };
 
-readline.createInterface({ input: process.stdin }).on('line', (line) => {
-  const command = JSON.parse(line);
-  commands[command.do](command, servers.get(command.id));
-}).on('close', () => process.exit(0));
+readline
+  .createInterface({ input: process.stdin })
+  .on('line', (line) => {
+    const command = JSON.parse(line);
+    commands[command.do](command, servers.get(command.id));
+  })
+  .on('close', () => process.exit(0));
 tell('server', 'ready');
