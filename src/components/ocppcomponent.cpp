@@ -112,8 +112,10 @@ void COcppComponent::OpenStationDomains()
   configManager->AddReadOnlyStore(ConnectorDomain("secc_persistentdata"), mConnectorPersistentData);
   configManager->AddReadOnlyStore(ConnectorDomain("sessionmanager_persistentdata"), mConnectorSessionData);
   mOcppConfigManager = configManager;
-  mChargeBeforeAcceptedPolicy =
-      ToChargeBeforeAcceptedPolicy(mOcppConfigManager->ReadString("ChargeBeforeAcceptedPolicy"));
+  RunGuarded([this] {
+    mChargeBeforeAcceptedPolicy =
+        ToChargeBeforeAcceptedPolicy(mOcppConfigManager->ReadString("ChargeBeforeAcceptedPolicy"));
+  });
 }
 
 void COcppComponent::CreateServices()
@@ -196,11 +198,21 @@ void COcppComponent::RegisterServices()
 
 void COcppComponent::InitialiseServices()
 {
-  mOcpp->Init();
-  mDiagnosticsClientHandler->Init();
+  RunGuarded([this] { mOcpp->Init(); });
+  RunGuarded([this] { mDiagnosticsClientHandler->Init(); });
   mSessionClientHandler->Init();
-  CreatePrimaryBackoffice();
-  CreateAuxiliaryBackoffice();
+  RunGuarded([this] { CreatePrimaryBackoffice(); });
+  RunGuarded([this] { CreateAuxiliaryBackoffice(); });
+}
+
+// Metadata that cannot be understood is a configuration error like any other: the process lives and says so.
+void COcppComponent::RunGuarded(const std::function<void()>& step) const
+{
+  try {
+    step();
+  } catch (const OcppConfigException& error) {
+    if (mArguments.configErrorCallback) mArguments.configErrorCallback(error.what());
+  }
 }
 
 bool COcppComponent::IsPrimaryActive() const { return mSettings->GetBool("SeccOcppActive", false); }

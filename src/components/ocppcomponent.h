@@ -75,6 +75,7 @@ class COcppComponent : public IOcppComponent {
   void RegisterHandlers() const;
   void RegisterServices();
   void InitialiseServices();
+  void RunGuarded(const std::function<void()>& step) const;
 
   void CreatePrimaryBackoffice();
   void CreateAuxiliaryBackoffice();
