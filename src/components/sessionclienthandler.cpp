@@ -174,7 +174,7 @@ void CSessionClientHandler::HandleSessionStarted(const ipc::MMeterData& meterDat
   // A session that survived a restart of the process has its transaction already.
   if (!mHasOpenTransaction) {
     // The operation enters its key as soon as there is one; a session whose start reaches no backoffice has none.
-    if (GetTransactionKey() != "") StoreSession({});
+    if (!GetTransactionKey().empty()) StoreSession({});
     ocpp.PushOutCall(
         EOutOpType::EStartTransaction, ocpp.GetAllUsedBackofficeIds(), false,
         {{EOperationParameter::EConnectorId, int64_t{mConnector}}, {EOperationParameter::EMeterData, meterData}});

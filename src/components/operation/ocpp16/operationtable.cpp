@@ -12,11 +12,11 @@ using OperationTable::NoInCall;
 using OperationTable::NoOutCall;
 using OperationTable::RestoreOutCall;
 
-SOperationTable Ocpp16::GetOperationTable()
-{
-  SOperationTable table;
+namespace {
 
-  table.outCalls = {
+std::vector<SOutCallEntry> GetOutCalls()
+{
+  return {
       {EOutOpType::EBootNotification, NewOutCall<CBootNotificationOutCall>},
       {EOutOpType::EHeartbeat, NewOutCall<CHeartbeatOutCall>},
       {EOutOpType::EStatusNotification, NewOutCall<CStatusNotificationOutCall>},
@@ -35,15 +35,21 @@ SOperationTable Ocpp16::GetOperationTable()
       {EOutOpType::ESecurityEventNotification, NoOutCall},
       {EOutOpType::EDiagnosticStatusNotification, NoOutCall},
   };
+}
 
-  // Only these come back from the message store.
-  table.storedCalls = {
+// Only these come back from the message store.
+std::vector<SStoredCallEntry> GetStoredCalls()
+{
+  return {
       {EOutOpType::EMeterValues, RestoreOutCall<CMeterValuesOutCall>},
       {EOutOpType::EStartTransaction, RestoreOutCall<CStartTransactionOutCall>},
       {EOutOpType::EStopTransaction, RestoreOutCall<CStopTransactionOutCall>},
   };
+}
 
-  table.inCalls = {
+std::vector<SInCallEntry> GetInCalls()
+{
+  return {
       // Known to OCPP 1.6 and not offered by this station; they are answered NotSupported.
       {EInOpType::ECancelReservation, NoInCall},
       {EInOpType::EReserveNow, NoInCall},
@@ -74,6 +80,8 @@ SOperationTable Ocpp16::GetOperationTable()
       {EInOpType::EGetDiagnostics, NoInCall},
       {EInOpType::EExtendedTriggerMessage, NoInCall},
   };
-
-  return table;
 }
+
+}  // namespace
+
+SOperationTable Ocpp16::GetOperationTable() { return {GetOutCalls(), GetStoredCalls(), GetInCalls()}; }

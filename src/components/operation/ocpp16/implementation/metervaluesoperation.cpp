@@ -17,7 +17,10 @@ using Ocpp16::MeterValues::meterValuesRequest;
 using Ocpp16::MeterValues::meterValuesResponse;
 using Ocpp16::MeterValues::sampledValue;
 using Operation::MeterValues::CSampleValuesCreator;
-using namespace TransactionOperation;
+using TransactionOperation::IsConnector;
+using TransactionOperation::kDefaultConnectorId;
+using TransactionOperation::kNoTransaction;
+using TransactionOperation::PresentTimeText;
 
 namespace {
 

@@ -35,10 +35,10 @@ class CSampledBase : public TBase {
   using EUnit = typename TBase::unitMemberType;
 
  protected:
-  CSampledBase(EReadingContext readingContext, EMeasurand kind, std::optional<EUnit> itsUnit, std::string text,
+  CSampledBase(EReadingContext readingContext, EMeasurand kind, std::optional<EUnit> itsUnit, const std::string& text,
                std::optional<EPhase> itsPhase = std::nullopt, ELocation place = ELocation::EOutlet)
   {
-    TBase::value = std::move(text);
+    TBase::value = text;
     TBase::context = readingContext;
     TBase::format = EValueFormat::ERaw;
     TBase::measurand = kind;

@@ -15,7 +15,13 @@
 using Ocpp16::StartTransaction::foreignStartTransactionResponse;
 using Ocpp16::StartTransaction::startTransactionRequest;
 using Ocpp16::StartTransaction::startTransactionResponse;
-using namespace TransactionOperation;
+using TransactionOperation::IsConnector;
+using TransactionOperation::kDefaultConnectorId;
+using TransactionOperation::kMilliWhPerWh;
+using TransactionOperation::kNoTransaction;
+using TransactionOperation::MakeConnectorTag;
+using TransactionOperation::PresentTimeText;
+using TransactionOperation::TakeConnectorId;
 
 CStartTransactionOutCall::CStartTransactionOutCall(ISystemAccessInterface* systemAccess, std::string messageId)
     : COutCallOperation(systemAccess, std::move(messageId), "StartTransaction", EOutCallKind::EResendRequired),

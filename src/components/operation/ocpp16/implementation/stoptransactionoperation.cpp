@@ -22,7 +22,12 @@ using Ocpp16::StopTransaction::sampledValue;
 using Ocpp16::StopTransaction::stopTransactionRequest;
 using Ocpp16::StopTransaction::stopTransactionResponse;
 using Operation::StopTransaction::CSampledEnergyActiveImportRegister;
-using namespace TransactionOperation;
+using TransactionOperation::kDefaultConnectorId;
+using TransactionOperation::kMilliWhPerWh;
+using TransactionOperation::kNoTransaction;
+using TransactionOperation::MakeConnectorTag;
+using TransactionOperation::PresentTimeText;
+using TransactionOperation::TakeConnectorId;
 
 namespace {
 
