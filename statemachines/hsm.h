@@ -86,7 +86,7 @@ constexpr int kHsmNoTarget = -1;
 template <typename THandler>
 struct SHsmRule {
   int state = kHsmComposite;
-  std::type_index event;
+  std::type_index event = typeid(void);
   int target = kHsmNoTarget;
   void (*action)(THandler&) = nullptr;
 };
