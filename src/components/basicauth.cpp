@@ -31,7 +31,7 @@ bool CheckBasicAuthPassword(std::string& password, const std::string& name)
   }
   if (digits > kMaxDigits) {
     LOG_WARNING(
-        "[{}] BasicAuthPassword has length of {} bytes, which is longer than the limit of {} bytes from the standard. "
+        "[{}] BasicAuthPasword has length of {} bytes, which is longer than the limit of {} bytes from the standard. "
         "Continue establishing the connection.",
         name, password.size() / 2, kMaxBytes);
   }

@@ -113,7 +113,7 @@ TEST(BasicAuth, PasswordOf42DigitsPassesWithAWarning)
   std::string password(42, 'a');
   EXPECT_TRUE(CheckBasicAuthPassword(password, "Test"));
   EXPECT_EQ(log.Count(Log::ELogLevel::EWarning,
-                      "[Test] BasicAuthPassword has length of 21 bytes, which is longer than the limit of 20 bytes "
+                      "[Test] BasicAuthPasword has length of 21 bytes, which is longer than the limit of 20 bytes "
                       "from the standard. Continue establishing the connection."),
             1u);
 }
