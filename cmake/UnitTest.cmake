@@ -12,6 +12,8 @@ function(secc_unit_test)
   endif()
   set(target unit_${ARG_NAME})
   add_executable(${target} ${ARG_SOURCES})
+  # What is tested is built as the preset says; the tests themselves need no optimiser, and most of a build is theirs.
+  target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O0>)
   target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} secc_test_support GTest::gmock GTest::gtest_main)
   add_test(NAME ${target} COMMAND ${target})
   set_tests_properties(${target} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS unit)
