@@ -16,10 +16,13 @@ CSimulatedClock::CSimulatedClock() : CSimulatedClock(SOptions()) {}
 
 CSimulatedClock::CSimulatedClock(const SOptions& options)
     : mAdvance(options.advance),
+      mThreadsMode(options.threads),
+      mAreTurnsDrawn(options.turnSeed != 0),
       mStallLimit(options.stallLimit),
       mHome(std::this_thread::get_id()),
       mNow(kSteadyStart),
-      mSystemBase(options.start - kSteadyStart.time_since_epoch())
+      mSystemBase(options.start - kSteadyStart.time_since_epoch()),
+      mTurns(options.turnSeed)
 {
   RegisterThread();
 }
@@ -27,6 +30,8 @@ CSimulatedClock::CSimulatedClock(const SOptions& options)
 CSimulatedClock::~CSimulatedClock()
 {
   CLock lock(mMutex);
+  mIsTurnTaken = false;
+  GiveTurn();
   const auto limit = std::chrono::steady_clock::now() + mStallLimit;
   while (HasOtherThreads() && !HasSleepers()) {
     if (mThreadGone.wait_until(lock.Native(), limit) == std::cv_status::timeout) break;
@@ -97,6 +102,7 @@ void CSimulatedClock::NotifyAll(CCondition& condition)
   for (SWaiter* waiter : mWaiters) {
     if (waiter->condition == &condition) Wake(*waiter, EWake::ENotified);
   }
+  GiveTurn();
 }
 
 void CSimulatedClock::RegisterThread()
@@ -107,6 +113,8 @@ void CSimulatedClock::RegisterThread()
   thread.handle = pthread_self();
   if (mAnnounced > 0) --mAnnounced;
   ++mRunning;
+  mThreadCame.notify_all();
+  AwaitTurn(lock);
 }
 
 void CSimulatedClock::UnregisterThread()
@@ -123,6 +131,8 @@ void CSimulatedClock::UnregisterThread()
 void CSimulatedClock::AnnounceThread()
 {
   CLock lock(mMutex);
+  // In turns the threads come in the order of their announcement.
+  while (mThreadsMode == EThreads::EOneAtATime && mAnnounced > 0) mThreadCame.wait(lock.Native());
   ++mAnnounced;
 }
 
@@ -137,7 +147,9 @@ void CSimulatedClock::LeaveForeignWait()
 {
   CLock lock(mMutex);
   const auto found = mThreads.find(std::this_thread::get_id());
-  if (found != mThreads.end() && --found->second.foreignWaits == 0) ++mRunning;
+  if (found == mThreads.end() || --found->second.foreignWaits > 0) return;
+  ++mRunning;
+  AwaitTurn(lock);
 }
 
 CSimulatedClock::EWake CSimulatedClock::Rest(CLock* lock, const CCondition* condition,
@@ -154,8 +166,11 @@ CSimulatedClock::EWake CSimulatedClock::Rest(CLock* lock, const CCondition* cond
     const auto place = mWaiters.insert(mWaiters.end(), &waiter);
     if (lock != nullptr) lock->Native().unlock();
     const bool counted = IsCounted(waiter.thread);
-    if (counted) --mRunning;
-    Settle();
+    if (counted) {
+      CameToRest();
+    } else {
+      Settle();
+    }
     AwaitWakeUp(waiter, own);
     mWaiters.erase(place);
     if (waiter.wake == EWake::EStalled) stall = "Simulated time cannot go on: " + DescribeThreads();
@@ -170,11 +185,15 @@ void CSimulatedClock::AwaitWakeUp(SWaiter& waiter, CLock& own)
 {
   const bool guarded = waiter.condition == nullptr || waiter.thread == mHome;
   const auto limit = std::chrono::steady_clock::now() + mStallLimit;
-  while (waiter.wake == EWake::ENone) {
+  while (!waiter.hasTurn) {
     if (!guarded) {
       waiter.wakeUp.wait(own.Native());
-    } else if (waiter.wakeUp.wait_until(own.Native(), limit) == std::cv_status::timeout) {
-      if (waiter.wake == EWake::ENone) Wake(waiter, EWake::EStalled);
+    } else if (waiter.wakeUp.wait_until(own.Native(), limit) == std::cv_status::timeout && !waiter.hasTurn) {
+      // Past whoever has the turn and does not come to rest.
+      if (waiter.wake == EWake::ENone) ++mRunning;
+      mReady.erase(std::remove(mReady.begin(), mReady.end(), &waiter), mReady.end());
+      waiter.wake = EWake::EStalled;
+      waiter.hasTurn = true;
     }
   }
 }
@@ -184,7 +203,37 @@ void CSimulatedClock::Wake(SWaiter& waiter, EWake reason)
   if (waiter.wake != EWake::ENone) return;
   waiter.wake = reason;
   ++mRunning;
+  MakeReady(waiter);
+}
+
+void CSimulatedClock::MakeReady(SWaiter& waiter)
+{
+  if (mThreadsMode == EThreads::EOneAtATime) {
+    mReady.push_back(&waiter);
+    return;
+  }
+  waiter.hasTurn = true;
   waiter.wakeUp.notify_one();
+}
+
+void CSimulatedClock::GiveTurn()
+{
+  if (mIsTurnTaken || mAnnounced > 0 || mReady.empty()) return;
+  const auto next = mReady.begin() + static_cast<std::ptrdiff_t>(mAreTurnsDrawn ? mTurns() % mReady.size() : 0);
+  SWaiter& waiter = **next;
+  mReady.erase(next);
+  mIsTurnTaken = true;
+  waiter.hasTurn = true;
+  waiter.wakeUp.notify_one();
+}
+
+void CSimulatedClock::AwaitTurn(CLock& own)
+{
+  if (mThreadsMode != EThreads::EOneAtATime) return;
+  SWaiter waiter;
+  mReady.push_back(&waiter);
+  GiveTurn();
+  while (!waiter.hasTurn) waiter.wakeUp.wait(own.Native());
 }
 
 void CSimulatedClock::WakeDue()
@@ -196,6 +245,7 @@ void CSimulatedClock::WakeDue()
 
 void CSimulatedClock::Settle()
 {
+  GiveTurn();
   if (mRunning > 0 || mAnnounced > 0) return;
   SWaiter* driver = nullptr;
   for (SWaiter* waiter : mWaiters) {
@@ -213,6 +263,7 @@ void CSimulatedClock::Settle()
   } else {
     DetectStall();
   }
+  GiveTurn();
 }
 
 void CSimulatedClock::DetectStall()
@@ -246,6 +297,7 @@ bool CSimulatedClock::IsCounted(std::thread::id id) const
 void CSimulatedClock::CameToRest()
 {
   --mRunning;
+  mIsTurnTaken = false;
   Settle();
 }
 

@@ -3,10 +3,13 @@
 #include <pthread.h>
 
 #include <condition_variable>
+#include <cstdint>
+#include <deque>
 #include <functional>
 #include <list>
 #include <map>
 #include <optional>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -46,6 +49,10 @@ class CSimulationStalled : public std::logic_error {
 //   wake-up to its return from the wait, but not otherwise: time may pass while it runs.
 // - One thread drives at a time, the home thread as a rule.
 //
+// With EThreads::EOneAtATime registered threads take turns: one runs until it rests, then the next one, in an order
+// that depends on SOptions::turnSeed alone. A test whose threads meet only by this clock is then repeatable to the last
+// step, and other seeds bring about other orders.
+//
 // A stall throws CSimulationStalled in the home thread instead of hanging: in EAutomatic at once, when the home thread
 // waits without deadline, all others do too and none is in a foreign wait; and in any case when the home thread has
 // waited or driven for SOptions::stallLimit of real time, as a thread that should have come to rest or notified did
@@ -57,10 +64,18 @@ class CSimulatedClock : public IClock {
     EManual,     // by AdvanceBy, AdvanceTo and RunUntil only
   };
 
+  enum class EThreads {
+    EFree,        // all that have something to do run at once
+    EOneAtATime,  // in turns, repeatable; a thread must not wait for another one but by this clock
+  };
+
   struct SOptions {
     // System time at the beginning: 2026-01-15T10:15:00Z.
     SystemTime start{std::chrono::seconds(1768472100)};
     EAdvance advance = EAdvance::EAutomatic;
+    EThreads threads = EThreads::EFree;
+    // Order of the turns; 0: first come, first served.
+    uint32_t turnSeed = 0;
     // Real time after which a wait of the home thread, or a driving operation, is taken for a fault of the test.
     std::chrono::seconds stallLimit{60};
   };
@@ -109,6 +124,7 @@ class CSimulatedClock : public IClock {
     std::optional<SteadyTime> deadline;
     std::thread::id thread;
     EWake wake = EWake::ENone;
+    bool hasTurn = false;  // may go on once it is woken
     std::condition_variable wakeUp;
   };
 
@@ -123,6 +139,10 @@ class CSimulatedClock : public IClock {
   void AwaitWakeUp(SWaiter& waiter, CLock& own) REQUIRES(mMutex);
   void Wake(SWaiter& waiter, EWake reason) REQUIRES(mMutex);
   void WakeDue() REQUIRES(mMutex);
+  // A thread that has something to do goes on: at once, or when its turn comes.
+  void MakeReady(SWaiter& waiter) REQUIRES(mMutex);
+  void GiveTurn() REQUIRES(mMutex);
+  void AwaitTurn(CLock& own) REQUIRES(mMutex);
   // Lets time go on if everybody is at rest.
   void Settle() REQUIRES(mMutex);
   void DetectStall() REQUIRES(mMutex);
@@ -135,11 +155,14 @@ class CSimulatedClock : public IClock {
 
   // Constant after construction.
   const EAdvance mAdvance;
+  const EThreads mThreadsMode;
+  const bool mAreTurnsDrawn;
   const std::chrono::seconds mStallLimit;
   const std::thread::id mHome;
 
   mutable CMutex mMutex;
   std::condition_variable mThreadGone;
+  std::condition_variable mThreadCame;
   SteadyTime mNow GUARDED_BY(mMutex);
   // System time at steady time zero.
   SystemTime mSystemBase GUARDED_BY(mMutex);
@@ -149,4 +172,8 @@ class CSimulatedClock : public IClock {
   int mAnnounced GUARDED_BY(mMutex) = 0;
   // The records live on the stacks of the waiting threads.
   std::list<SWaiter*> mWaiters GUARDED_BY(mMutex);
+  // In EOneAtATime: whether a thread has its turn, and who waits for one, longest first.
+  bool mIsTurnTaken GUARDED_BY(mMutex) = false;
+  std::deque<SWaiter*> mReady GUARDED_BY(mMutex);
+  std::minstd_rand mTurns GUARDED_BY(mMutex);
 };

@@ -445,4 +445,86 @@ TEST_F(SimulatedClock, ADayOfTicksEverySecondTakesWellUnderASecond)
   EXPECT_LT(stopwatch.Real(), 30s);
 }
 
+CSimulatedClock::SOptions InTurns(uint32_t seed)
+{
+  CSimulatedClock::SOptions options;
+  options.threads = CSimulatedClock::EThreads::EOneAtATime;
+  options.turnSeed = seed;
+  return options;
+}
+
+// Who ticked, in order: five threads whose ticks are all due at the same times.
+std::string TickOrder(uint32_t seed)
+{
+  CSimulatedClock clock(InTurns(seed));
+  std::string order;
+  std::vector<std::unique_ptr<CTicker>> tickers;
+  for (const char name : {'a', 'b', 'c', 'd', 'e'}) {
+    tickers.push_back(std::make_unique<CTicker>(clock, 1s, [&order, name] { order += name; }));
+  }
+  clock.AdvanceBy(20s);
+  tickers.clear();
+  return order;
+}
+
+TEST(SimulatedClockInTurns, OneThreadRunsAtATime)
+{
+  CSimulatedClock clock(InTurns(7));
+  std::atomic<int> running{0};
+  std::atomic<int> most{0};
+  const auto tick = [&] {
+    most = std::max(most.load(), ++running);
+    for (int i = 0; i < 100; ++i) std::this_thread::yield();
+    --running;
+  };
+  {
+    const CTicker first(clock, 1s, tick);
+    const CTicker second(clock, 1s, tick);
+    const CTicker third(clock, 1s, tick);
+    clock.AdvanceBy(50s);
+  }
+  EXPECT_EQ(most, 1);
+}
+
+TEST(SimulatedClockInTurns, WithoutASeedWhoWasReadyFirstGoesFirst)
+{
+  EXPECT_EQ(TickOrder(0).substr(0, 10), "abcdeabcde");
+}
+
+TEST(SimulatedClockInTurns, TheSameSeedGivesTheSameOrderAndAnotherSeedAnotherOne)
+{
+  const auto order = TickOrder(42);
+  EXPECT_EQ(order.size(), 100U);
+  EXPECT_EQ(TickOrder(42), order);
+  EXPECT_NE(TickOrder(43), order);
+}
+
+TEST(SimulatedClockInTurns, ForeignWaitGivesTheTurnAway)
+{
+  CSimulatedClock clock(InTurns(0));
+  int ticks = 0;
+  std::atomic<bool> hasRun{false};
+  CThread thread(clock, "runner", [&] { hasRun = true; });
+  EXPECT_FALSE(hasRun);
+  {
+    const CForeignWait wait(clock);
+    while (!hasRun) std::this_thread::yield();
+  }
+  thread.Join();
+  const CTicker ticker(clock, 1s, [&] { ++ticks; });
+  clock.AdvanceBy(3s);
+  EXPECT_EQ(ticks, 3);
+}
+
+TEST(SimulatedClockInTurns, AThreadThatWasLetGoOfEndsBeforeTheClock)
+{
+  std::atomic<bool> hasRun{false};
+  {
+    CSimulatedClock clock(InTurns(0));
+    CThread thread(clock, "runner", [&] { hasRun = true; });
+    thread.Detach();
+  }
+  EXPECT_TRUE(hasRun);
+}
+
 }  // namespace
