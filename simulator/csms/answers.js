@@ -5,8 +5,8 @@
 //
 //   status        replaces the status of the own answer (of `idTagInfo`, where the action has one)
 //   payload       replaces members of the own answer; a function gets (own answer, call) and returns the answer
-//   delayMs       waits before answering
-//   silence       true: no answer
+//   delayMs       waits before answering, or before breaking off
+//   silence       true: no answer; with close or cut the call is booked and its answer lost
 //   error         {code, description, details}: a CALLERROR; a text stands for its code
 //   malformed     'json' (cut-off text), 'payload' (not an object), 'schema' (an unknown member), 'arity' (payload missing)
 //   raw           this text goes out as it stands; "{id}" in it becomes the message id

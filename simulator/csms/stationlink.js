@@ -256,14 +256,15 @@ export class StationLink extends EventEmitter {
     if (step.error) return this.#answerWithError(frame, step, socket);
     const handler = this.#system.handlers[frame.action];
     if (!handler) return this.#refuse(frame, 'NotImplemented', `${frame.action} is not served`);
-    if (step.cut === 'before' || step.close?.when === 'before') return this.#breakOff(step);
+    if (step.cut === 'before' || step.close?.when === 'before') return this.#breakOffUnheard(step, socket);
     const call = { action: frame.action, id: frame.id, payload: frame.payload, station: this };
     // An answer that is about to be lost was still decided upon: the books say what the central system did.
     const own = handler(frame.payload, call);
     const payload = shapeAnswer(own, step, call);
     this.#system.decided(this, frame, payload);
     if (step.delayMs) await pause(step.delayMs);
-    if (step.silence || this.#socket !== socket) return undefined;
+    if (this.#socket !== socket) return undefined;
+    if (step.silence) return step.close || step.cut ? this.#breakOff(step) : undefined;
     return this.#sendAnswer(frame, step, payload);
   }
 
@@ -300,6 +301,12 @@ export class StationLink extends EventEmitter {
     }
     if (step.close || step.cut) this.#breakOff(step);
     return undefined;
+  }
+
+  /** The call counts as never heard. */
+  async #breakOffUnheard(step, socket) {
+    if (step.delayMs) await pause(step.delayMs);
+    if (this.#socket === socket) this.#breakOff(step);
   }
 
   #breakOff(step) {

@@ -59,12 +59,13 @@ export function makeMethods(station) {
       },
       GetConnectorInfo: ({ connector: number }) => {
         if (!isConnector(number)) return { state: 0 };
-        const { state, idTag } = connector;
-        return { state, ...(idTag && { id_tag: idTag }) };
+        const { idTag } = station;
+        return { state: connector.state, ...(idTag && { id_tag: idTag }) };
       },
     },
     SessionManagerAuth: { HandleAuthorizeRequest: answerAuthorization },
-    Meter: { GetMeterData: () => meter.reading(), GetMeterSessions: () => meter.storedSessions() },
+    // What was given out must not be given out again as less, also when this process is killed.
+    Meter: { GetMeterData: () => station.kept(meter.reading()), GetMeterSessions: () => meter.storedSessions() },
     CurrentControl: {
       SetLimit: ({ source, current, phases, _current: given }) =>
         verdict(given !== undefined && currentControl.set({ source, current, phases })),

@@ -11,10 +11,13 @@ import { CurrentControl, MINIMUM_CURRENT_MA, SOURCE_CABLE } from './currentcontr
 import { Diagnostics } from './diagnostics.js';
 import { Meter } from './meter.js';
 import { connectNotifications, makeMethods } from './services.js';
+import { SessionEvents } from './sessionevents.js';
 import { Supervisor } from './supervisor.js';
 
 const PROCESS_CONTROL = 'SeccGenCtrl';
 const SIBLINGS = Object.keys(SERVICES).filter((name) => !name.startsWith('Secc'));
+/** How often the safety controller reports its temperatures. */
+const TEMPERATURES_MS = 10000;
 const CP_STATE = { A: 0, B: 1, C: 2 };
 const PP_STATE = { none: 0, 13: 1, 20: 2, 32: 3, 63: 4 };
 const STATE_NAMES = Object.fromEntries(Object.entries(State).map(([name, number]) => [number, name]));
@@ -27,9 +30,8 @@ export { State, STATE_NAMES };
  */
 export class Station extends EventEmitter {
   #saving = false;
-  #backlog = [];
   #restarted = false;
-  #session;
+  #reports = null;
 
   /**
    * @param {object} options
@@ -38,7 +40,7 @@ export class Station extends EventEmitter {
    *   phases        1 or 3
    *   maxCurrent    mA that the installation allows
    *   vehicle       {current: mA, phases} that the vehicle takes
-   *   times         of the connector, see connector.js
+   *   times         of the connector and of the session events, see connector.js and sessionevents.js
    *   drive         false: the supervisor only watches
    *   fixedCable, autoAuthorize, signed, powerFactor
    */
@@ -51,7 +53,6 @@ export class Station extends EventEmitter {
     this.clock = clock;
     this.stateFile = options.stateFile ?? path.join(root, 'simulator.json');
     const saved = this.#load();
-    this.#session = saved.session ?? null;
     this.vehicle = { current: 16000, phases: 3, ...options.vehicle };
     this.cable = null;
     /** Connector that requests for authorization name: 1, or 0 for a reader of the whole station. */
@@ -73,6 +74,15 @@ export class Station extends EventEmitter {
       saved: saved.connector,
       fixedCable: options.fixedCable,
       autoAuthorize: options.autoAuthorize,
+    });
+    this.sessionEvents = new SessionEvents({
+      clock,
+      times: options.times,
+      saved: saved.sessionEvents,
+      send: (notification) => this.servers.SessionManager.notify(notification),
+      isAttended: () => this.supervisor.isEnabled && this.servers.SessionManager.subscribers.length > 0,
+      presentTag: () => this.connector.idTag,
+      changed: () => this.#save(),
     });
     this.diagnostics = new Diagnostics({ clock, logFolder: options.logFolder ?? path.join(root, 'data/log') });
     this.board = new Board({ clock });
@@ -102,12 +112,16 @@ export class Station extends EventEmitter {
     await Promise.all(Object.values(this.servers).map((server) => server.start()));
     this.supervisor.start();
     this.connector.resume();
+    this.#reports = setInterval(() => this.safety.report(), TEMPERATURES_MS);
+    this.#reports.unref();
     return this;
   }
 
   async stop() {
+    clearInterval(this.#reports);
     this.supervisor.close();
     this.connector.close();
+    this.sessionEvents.close();
     this.#save();
     this.#saving = true;
     await Promise.all(Object.values(this.servers).map((server) => server.kill()));
@@ -120,10 +134,20 @@ export class Station extends EventEmitter {
   /** Keeps what must survive a restart of the siblings; written whole, so that a kill leaves the old or the new state. */
   #save() {
     if (this.#saving) return;
-    const state = { connector: this.connector.save(), meter: this.meter.save(), session: this.#session };
+    const state = {
+      connector: this.connector.save(),
+      meter: this.meter.save(),
+      sessionEvents: this.sessionEvents.save(),
+    };
     const temporary = `${this.stateFile}.new`;
     fs.writeFileSync(temporary, JSON.stringify(state));
     fs.renameSync(temporary, this.stateFile);
+  }
+
+  /** Gives `reading` once everything that it says is kept. */
+  kept(reading) {
+    this.#save();
+    return reading;
   }
 
   // ---- how the parts move one another
@@ -132,7 +156,7 @@ export class Station extends EventEmitter {
     const { connector, currentControl, diagnostics, supervisor } = this;
     connectNotifications(this);
     connector.on('started', ({ idTag }) => this.#sessionStarted(idTag));
-    connector.on('stopped', ({ reason }) => this.#sessionStopped(reason));
+    connector.on('stopped', ({ reason, idTag }) => this.#sessionStopped(reason, idTag));
     connector.on('flow', () => this.#applyLoad());
     connector.on('feedback', (text) => this.show(text === 'AuthSuccess' ? 0 : 1, 1));
     connector.on('changed', () => this.#save());
@@ -152,15 +176,23 @@ export class Station extends EventEmitter {
       this.#restarted = true;
       this.emit('restarted');
     });
-    supervisor.on('state', () => this.#note(`secc is ${supervisor.stateText}`));
+    supervisor.on('state', () => {
+      if (!supervisor.isEnabled) this.sessionEvents.lost();
+      this.#note(`secc is ${supervisor.stateText}`);
+    });
     supervisor.on('enabled', () => {
       this.emit('enabled');
       this.#attend();
+      this.safety.report();
     });
     supervisor.on('alive', () => this.emit('change'));
     supervisor.on('silent', () => this.#note('secc gives no sign of life'));
     supervisor.on('trouble', (text) => this.#note(text));
-    this.servers.SessionManager.on('subscribed', () => this.#attend());
+    const { SessionManager } = this.servers;
+    SessionManager.on('subscribed', () => this.#attend());
+    SessionManager.on('unsubscribed', () => {
+      if (SessionManager.subscribers.length === 0) this.sessionEvents.lost();
+    });
     for (const server of Object.values(this.servers)) {
       server.on('call', () => this.emit('change'));
       server.on('subscribed', () => this.emit('change'));
@@ -182,51 +214,36 @@ export class Station extends EventEmitter {
   }
 
   // ---- sessions towards secc
-  //
-  // A session event counts only while secc is enabled, and a stream knows no receipt. Events that nobody would take are
-  // therefore kept back, in order, until secc is enabled; and when secc was restarted in the middle of a session that it
-  // had been told of, the start of that session is told again, with the reading of the start.
-
-  get #attended() {
-    return this.supervisor.isEnabled && this.servers.SessionManager.subscribers.length > 0;
-  }
 
   #sessionStarted(idTag) {
     const reading = this.meter.startSession(idTag);
-    this.#session = { idTag, reading, told: false };
-    this.#tell({ session_started: reading });
+    this.sessionEvents.started(idTag, reading);
     this.#note(`session of ${idTag} started at ${reading.energy_register} mWh`);
   }
 
-  #sessionStopped(reason) {
+  #sessionStopped(reason, idTag) {
     this.meter.setLoad([]);
     const reading = this.meter.endSession();
-    this.#session = null;
-    this.#tell({ session_stopped: { meter_data: reading, reason } });
+    this.sessionEvents.stopped(idTag, reading, reason);
     this.#note(`session stopped at ${reading.energy_register} mWh, reason ${reason}`);
   }
 
-  #tell(notification) {
-    this.#backlog.push(notification);
-    this.#attend();
+  /** secc is enabled and listens, or one of both has become true. */
+  #attend() {
+    const { SessionManager } = this.servers;
+    if (!this.supervisor.isEnabled || SessionManager.subscribers.length === 0) return;
+    if (this.#restarted) {
+      this.#restarted = false;
+      SessionManager.notify({ state_changed: { state: this.connector.state } });
+      if (this.sessionEvents.restarted()) this.#note('the session is told again');
+    }
+    this.sessionEvents.attend();
+    this.#save();
   }
 
-  #attend() {
-    if (!this.#attended) return;
-    const { SessionManager } = this.servers;
-    if (this.#restarted) {
-      SessionManager.notify({ state_changed: { state: this.connector.state } });
-      if (this.#session?.told) {
-        this.#note('the session is told again');
-        SessionManager.notify({ session_started: this.#session.reading });
-      }
-      this.#restarted = false;
-    }
-    for (const notification of this.#backlog.splice(0)) {
-      SessionManager.notify(notification);
-      if (notification.session_started && this.#session) this.#session.told = true;
-    }
-    this.#save();
+  /** The identification that secc is given: of the session that an event is told of, or of that at the connector. */
+  get idTag() {
+    return this.sessionEvents.lateTag ?? this.connector.idTag;
   }
 
   // ---- what people and scripts do to it

@@ -267,6 +267,21 @@ test('a script closes with code and reason, and cuts before, during and after th
   assert.equal(received.during, 0);
 });
 
+test('an answer is lost after the call was booked: silence with a cut, after a while', async (t) => {
+  t.after(() => system.stop());
+  const station = await Station.open();
+  system.answer('StartTransaction', { silence: true, cut: 'after', delayMs: 30 });
+  const payload = { connectorId: 1, idTag: 'A', meterStart: 0, timestamp: '2026-01-15T10:00:00Z' };
+  station.socket.send(JSON.stringify([2, 'start', 'StartTransaction', payload]));
+  assert.equal((await station.closed).code, 1006);
+  assert.equal(station.received.length, 0);
+  assert.equal(system.book.sessions.size, 1);
+  const again = await Station.open();
+  again.socket.send(JSON.stringify([2, 'start', 'StartTransaction', payload]));
+  await system.waitFor(() => system.book.repeats.length === 1);
+  assert.equal(system.book.sessions.size, 1);
+});
+
 test('an unknown member of a script is refused when it is written', async (t) => {
   t.after(() => system.stop());
   assert.throws(() => system.answer('Heartbeat', { silent: true }), /silent/);

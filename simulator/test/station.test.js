@@ -9,7 +9,7 @@ import { State, StopReason } from '../station/connector.js';
 import { Station } from '../station/station.js';
 import { FakeSecc } from './fakesecc.js';
 
-const TIMES = { startingMs: 20, stoppingMs: 20 };
+const TIMES = { startingMs: 20, stoppingMs: 20, sureMs: 150, lateMs: 60 };
 
 let root;
 let station;
@@ -36,6 +36,27 @@ async function until(probe, what) {
     await pause(10);
   }
   assert.fail(`waited in vain for ${what}`);
+}
+
+/** What was told of sessions is surely taken. */
+async function sure() {
+  await until(() => station.sessionEvents.pending === 0, 'the events to be taken');
+}
+
+/** Another process in place of the one that is killed; `meanwhile` happens while there is none. */
+async function restartSecc(meanwhile = () => {}) {
+  await secc.kill();
+  await station.waitFor(() => !station.supervisor.isEnabled);
+  await meanwhile();
+  secc = await new FakeSecc(root).start();
+  await station.waitForEnabled();
+}
+
+/** A session without secc's doing, as by a remote start. */
+async function chargeByHandle(token) {
+  const requestId = station.connector.authorizeHandle();
+  assert.ok(station.connector.answer({ requestId, approved: true, token }));
+  await station.waitForState(State.Charging);
 }
 
 /** Enabled, approved, every stream open. */
@@ -187,10 +208,12 @@ test('board control takes resets, refuses as many as told, installs and loses th
 
 test('temperatures, feedback and pilots', async () => {
   await ready();
+  assert.equal(secc.of('mcu_temperatures').at(-1).mcu_temperature, 26);
+  const before = secc.of('mcu_temperatures').length;
   station.safety.setTemperatures({ relay1_temperature: 61.5, mcu_temperature: null });
-  await until(() => secc.of('mcu_temperatures').length === 1, 'temperatures');
-  assert.equal(secc.of('mcu_temperatures')[0].relay1_temperature, 61.5);
-  assert.equal(secc.of('mcu_temperatures')[0]._mcu_temperature, undefined);
+  await until(() => secc.of('mcu_temperatures').length > before, 'temperatures');
+  assert.equal(secc.of('mcu_temperatures').at(-1).relay1_temperature, 61.5);
+  assert.equal(secc.of('mcu_temperatures').at(-1)._mcu_temperature, undefined);
   await secc.call('Feedback', 'TriggerEvent', { event: { type: 3 } });
   assert.deepEqual(
     station.feedback.map(({ type }) => type),
@@ -198,6 +221,15 @@ test('temperatures, feedback and pilots', async () => {
   );
   station.plug(20);
   assert.deepEqual(await secc.call('ChargeControlBasicCharge', 'GetPilotStates', {}), { cp_state: 2, pp_state: 2 });
+});
+
+test('a register that was given out is kept, also when the siblings are killed', async () => {
+  await ready();
+  await charge();
+  await pause(50);
+  const { energy_register: given } = await secc.call('Meter', 'GetMeterData', {});
+  const kept = JSON.parse(fs.readFileSync(path.join(root, 'simulator.json'), 'utf8'));
+  assert.ok(given > 0 && kept.meter.register >= given, `${kept.meter.register} is kept, ${given} was given out`);
 });
 
 test('an unlock is told by basic charge control', async () => {
@@ -230,16 +262,12 @@ test('a scripted sibling answers late, never, wrongly or with an error', async (
 
 test('a session that begins while nobody listens is told once the process is enabled', async () => {
   await ready();
-  await secc.kill();
-  await station.waitFor(() => !station.supervisor.isEnabled);
-  station.plug();
-  const handle = station.connector.authorizeHandle();
-  station.connector.answer({ requestId: handle, approved: true, token: 'R' });
-  await station.waitForState(State.Charging);
-  secc = await new FakeSecc(root).start();
-  await station.waitForEnabled();
+  await restartSecc(async () => {
+    station.plug();
+    await chargeByHandle('R');
+  });
   await until(() => secc.of('session_started').length > 0, 'the start');
-  await pause(50);
+  await sure();
   assert.equal(secc.of('session_started').length, 1);
 });
 
@@ -247,24 +275,89 @@ test('after a restart in the middle of a session its start is told again, with t
   await ready();
   await charge();
   const [start] = secc.of('session_started');
-  await secc.kill();
-  await station.waitFor(() => !station.supervisor.isEnabled);
-  secc = await new FakeSecc(root).start();
-  await station.waitForEnabled();
+  await sure();
+  await restartSecc();
   await until(() => secc.of('session_started').length === 1, 'the start again');
   assert.equal(secc.of('session_started')[0].energy_register, start.energy_register);
-  await secc.kill();
-  await station.waitFor(() => !station.supervisor.isEnabled);
-  station.unplug();
-  secc = await new FakeSecc(root).start();
+  await sure();
+  await restartSecc(() => station.unplug());
   await until(() => secc.of('session_stopped').length === 1, 'the end');
   assert.equal(secc.of('session_started').length, 0);
+  await sure();
+  await restartSecc();
+  await pause(100);
+  assert.equal(secc.of('session_stopped').length, 0);
+});
+
+test('the end of a session that was told to a process killed at once is told again, word for word', async () => {
+  await ready();
+  await charge();
+  await sure();
+  station.tag('A');
+  await until(() => secc.of('session_stopped').length === 1, 'the end');
+  const [told] = secc.of('session_stopped');
+  await restartSecc();
+  await until(() => secc.of('session_stopped').length === 1, 'the end again');
+  assert.deepEqual(secc.of('session_stopped'), [told]);
+});
+
+test('start and end within a moment before the kill are both told again, in order', async () => {
+  await ready();
+  await charge();
+  station.tag('A');
+  await until(() => secc.of('session_stopped').length === 1, 'the end');
+  await restartSecc();
+  await until(() => secc.of('session_stopped').length === 1, 'the end again');
+  const kinds = secc.heard.map(({ kind }) => kind).filter((kind) => kind.startsWith('session_'));
+  assert.deepEqual(kinds, ['session_started', 'session_stopped']);
+});
+
+test('what was told while the process was being disabled is told again when it is enabled', async () => {
+  await ready();
+  await charge();
+  station.supervisor.release();
+  await station.supervisor.disable();
+  await station.waitFor(() => !station.supervisor.isEnabled);
+  await station.supervisor.enable();
+  await until(() => secc.of('session_started').length === 2, 'the start again');
+});
+
+test('sessions that came and went without the process are told in order, each under its own identification', async () => {
+  await ready();
+  station.plug();
+  await restartSecc(async () => {
+    await chargeByHandle('ONE');
+    station.tag('one');
+    await station.waitForState(State.Finishing);
+    await chargeByHandle('TWO');
+  });
+  const tags = [];
+  const ask = async (count) => {
+    await until(() => secc.heard.filter(({ kind }) => kind.startsWith('session_')).length === count, `event ${count}`);
+    tags.push((await secc.call('SessionManager', 'GetConnectorInfo', { connector: 1 })).id_tag);
+  };
+  for (const count of [1, 2, 3]) await ask(count);
+  assert.deepEqual(tags, ['ONE', 'ONE', 'TWO']);
+  const kinds = secc.heard.map(({ kind }) => kind).filter((kind) => kind.startsWith('session_'));
+  assert.deepEqual(kinds, ['session_started', 'session_stopped', 'session_started']);
+});
+
+test('events that nobody took survive a restart of the siblings', async () => {
+  await ready();
+  await secc.kill();
+  await station.waitFor(() => !station.supervisor.isEnabled);
+  station.plug();
+  await chargeByHandle('R');
+  await station.stop();
+  station = await new Station({ root, times: TIMES }).start();
+  secc = await new FakeSecc(root).start();
+  await until(() => secc.of('session_started').length === 1, 'the start');
 });
 
 test('a restart of the siblings keeps register, approval and session; the process hears of no second start', async () => {
   await ready();
   await charge();
-  await pause(30);
+  await sure();
   await station.stop();
   const { register } = station.meter;
   const old = station;
