@@ -16,8 +16,12 @@ class IConfig;
 }
 
 // What both stores of id tags share: the table, and the document with one member for each id. A lookup is one in a hash
-// table. Memory is changed under one mutex, the document under another, so that nobody who asks for a tag waits for the
-// disk.
+// table. Memory is guarded by one mutex, the order of writes by another, so that nobody who asks for a tag waits for
+// the disk.
+//
+// An entry of the document that cannot be read is logged and stays with its id alone, as Invalid: what was known of the
+// tag is lost, and nobody charges by it. The document's member "list_version" is no entry; a tag of that name is known
+// in memory only.
 class CAuthorizeList : public virtual IAuthorizeList {
  public:
   void Update(const CAuthorizationListEntry& entry) override;
@@ -37,16 +41,22 @@ class CAuthorizeList : public virtual IAuthorizeList {
   // Loads what `store` holds. `clock` is borrowed and outlives the list.
   CAuthorizeList(const IClock& clock, std::shared_ptr<IcConfig::IConfig> store, size_t capacity);
 
-  // The table and, for a list that stores more than that, what stands ahead of it in the document.
   virtual void InsertEntry(const CAuthorizationListEntry& entry) REQUIRES(mMutex);
   void DeleteEntry(const std::string& id) REQUIRES(mMutex);
-  virtual CMembers GetExtraMembers() const REQUIRES(mMutex);
+  // What the document holds beside the entries.
+  virtual CMembers GetOtherMembers() const REQUIRES(mMutex) { return {}; }
 
   // Constant after construction.
   const IClock& mClock;
   const std::shared_ptr<IcConfig::IConfig> mStore;
   const size_t mCapacity;
 
+  // Held while the document is written: a later state of the table must not be overwritten by an earlier one.
+  CMutex mWriteMutex ACQUIRED_BEFORE(mMutex);
+  // A leaf.
   mutable CMutex mMutex;
   CEntries mEntries GUARDED_BY(mMutex);
+
+ private:
+  void Load() REQUIRES(mMutex);
 };
