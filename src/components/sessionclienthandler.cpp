@@ -1,5 +1,6 @@
 #include "src/components/sessionclienthandler.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/clock/timetext.h"
@@ -20,18 +21,8 @@ constexpr const char* kCurrentTransactionId = "CurrentTransactionId";
 constexpr int64_t kNoTransaction = -1;
 // The key of the transaction that "CurrentTransactionId" is the id of.
 const std::string kCurrentTransactionKey = "CurrentTransactionKey";
-// The running session: the key of its transaction, and whether it has ended.
+// An SSessionRecord.
 const std::string kSession = "SessionTransaction";
-const std::string kSessionKey = "Key";
-const std::string kSessionHasEnded = "HasEnded";
-
-Json::Value ToRecord(const std::string& key, bool hasEnded)
-{
-  Json::Value record(Json::objectValue);
-  record[kSessionKey] = key;
-  record[kSessionHasEnded] = hasEnded;
-  return record;
-}
 
 bool IsSuccess(const ipc::MResult& result) { return result.result() == ipc::EResultSuccess; }
 
@@ -131,18 +122,26 @@ void CSessionClientHandler::Init()
   bool hasOpenTransaction = mSystemAccess.GetSeccPersistentData(mConnector)->GetBool(kOpenedTransaction, false);
   // "OpenedTransaction" is written behind the message that it tells of. A process that was killed between the two finds
   // here what it had come to; otherwise the transaction would be started twice, or the next one not at all.
-  const auto session = ReadSession();
-  if (hasOpenTransaction && session && session->hasEnded) {
+  auto session = ReadSession();
+  if (session && session->hasEnded) {
     LOG_INFO("{}The process ended while its session was being stopped", mLogPrefix);
+    if (IsStopOnItsWay(*session)) {
+      session->ended.push_back({session->start, false});
+      session->key.clear();
+      session->hasEnded = false;
+      StoreSessionEnd(*session);
+    } else if (hasOpenTransaction) {
+      // The key stays: the stop will be told again, and is that of the same transaction.
+      StoreOpenedTransaction(false);
+    }
     hasOpenTransaction = false;
-    // The key stays: should the stop be told again, it is that of the same transaction.
-    StoreOpenedTransaction(false);
   } else if (!hasOpenTransaction && session && !session->hasEnded && IsStartOnItsWay(session->key)) {
     LOG_INFO("{}The process ended while its session was being started", mLogPrefix);
     hasOpenTransaction = true;
     StoreOpenedTransaction(true);
   }
   mHasOpenTransaction = hasOpenTransaction;
+  if (session) mFormerlyEnded = session->ended;
 }
 
 // True when the StartTransaction of that id is stored, or was answered or given up.
@@ -152,6 +151,49 @@ bool CSessionClientHandler::IsStartOnItsWay(const std::string& key) const
   const auto* storage = mSystemAccess.GetPersistentMessageStorage();
   if (storage != nullptr && storage->IsStored(key)) return true;
   return mSystemAccess.GetSeccPersistentData(mConnector)->GetJson(kCurrentTransactionKey, "") == Json::Value(key);
+}
+
+// True when the StopTransaction of the session is stored, or was answered.
+bool CSessionClientHandler::IsStopOnItsWay(const SSessionRecord& session) const
+{
+  auto* storage = mSystemAccess.GetPersistentMessageStorage();
+  if (session.end.empty() || storage == nullptr) return false;
+  const auto messages = storage->GetStoredMessages();
+  const bool isStored = std::any_of(messages.begin(), messages.end(), [&](const SMessage& message) {
+    return message.type == EOutOpType::EStopTransaction && SSessionRecord::EndOf(message.payload) == session.end;
+  });
+  if (isStored) return true;
+  // The answer takes the id away. A start that is not answered yet leaves the key of an earlier one.
+  const auto& data = *mSystemAccess.GetSeccPersistentData(mConnector);
+  return !session.key.empty() && data.GetJson(kCurrentTransactionKey, "") == Json::Value(session.key) &&
+         data.GetInt(kCurrentTransactionId, kNoTransaction) == kNoTransaction;
+}
+
+// True for a session whose end was reported, by this life of the process or by an earlier one. The session manager
+// cannot know what a process that was killed had come to, and tells again.
+bool CSessionClientHandler::IsReported(const std::string& start) const
+{
+  const auto session = ReadSession();
+  if (start.empty() || !session) return false;
+  const auto isIt = [&](const SSessionRecord::SEnded& ended) { return ended.start == start; };
+  if (std::any_of(mFormerlyEnded.begin(), mFormerlyEnded.end(), isIt)) return true;
+  // Without energy the next session may start with the same reading, within the same second.
+  return std::any_of(session->ended.begin(), session->ended.end(),
+                     [&](const SSessionRecord::SEnded& ended) { return isIt(ended) && ended.hasMovedMeter; });
+}
+
+bool CSessionClientHandler::HasEnded(const std::string& start) const
+{
+  const auto session = ReadSession();
+  return session && std::any_of(session->ended.begin(), session->ended.end(),
+                                [&](const SSessionRecord::SEnded& ended) { return ended.start == start; });
+}
+
+bool CSessionClientHandler::IsRunning(const std::string& start) const
+{
+  const auto session = ReadSession();
+  if (start.empty() || !session || session->start != start) return false;
+  return session->hasEnded || mSystemAccess.GetSeccPersistentData(mConnector)->GetBool(kOpenedTransaction, false);
 }
 
 void CSessionClientHandler::HandleStateChanged(const ipc::MConnectorState& state)
@@ -171,10 +213,16 @@ void CSessionClientHandler::HandleSessionStarted(const ipc::MMeterData& meterDat
 {
   LOG_ENTRY("CSessionClientHandler");
   auto& ocpp = *mSystemAccess.GetOcpp();
+  const std::string start = SSessionRecord::StartOf(meterData);
+  if (IsReported(start)) {
+    LOG_INFO("{}The start of a session that has ended was told again, ignoring it", mLogPrefix);
+    return;
+  }
   // A session that survived a restart of the process has its transaction already.
-  if (!mHasOpenTransaction) {
+  if (!mHasOpenTransaction && !IsRunning(start)) {
+    mStart = start;
     // The operation enters its key as soon as there is one; a session whose start reaches no backoffice has none.
-    if (!GetTransactionKey().empty()) StoreSession({});
+    if (!GetTransactionKey().empty()) BeginTransaction("");
     ocpp.PushOutCall(
         EOutOpType::EStartTransaction, ocpp.GetAllUsedBackofficeIds(), false,
         {{EOperationParameter::EConnectorId, int64_t{mConnector}}, {EOperationParameter::EMeterData, meterData}});
@@ -188,14 +236,24 @@ void CSessionClientHandler::HandleSessionStopped(const ipc::MMeterData& meterDat
 {
   LOG_ENTRY("CSessionClientHandler");
   auto& ocpp = *mSystemAccess.GetOcpp();
+  const std::string start = SSessionRecord::StartOf(meterData);
+  if (IsReported(start) || (!IsRunning(start) && HasEnded(start))) {
+    LOG_INFO("{}The end of a session was told again, ignoring it", mLogPrefix);
+    return;
+  }
   ocpp.CancelOcppSessionMeterValues(mConnector);
-  StoreSession({GetTransactionKey(), true});
+  auto session = ReadSession().value_or(SSessionRecord());
+  session.key = GetTransactionKey();
+  session.hasEnded = true;
+  session.end = SSessionRecord::EndOf(meterData);
+  StoreSession(session);
   ocpp.PushOutCall(EOutOpType::EStopTransaction, ocpp.GetAllUsedBackofficeIds(), true,
                    {{EOperationParameter::EConnectorId, int64_t{mConnector}},
                     {EOperationParameter::EStopReason, int64_t{reason}},
                     {EOperationParameter::EMeterData, meterData}});
   mHasOpenTransaction = false;
-  StoreSessionEnd();
+  session.Close(meterData);
+  StoreSessionEnd(session);
   if (auto* smartCharging = mSystemAccess.GetSmartChargingComponent()) smartCharging->OnTransactionEnd();
 }
 
@@ -204,25 +262,22 @@ void CSessionClientHandler::StoreOpenedTransaction(bool opened) const
   mSystemAccess.GetSeccPersistentData(mConnector)->SetBool(kOpenedTransaction, opened);
 }
 
-std::optional<CSessionClientHandler::SSession> CSessionClientHandler::ReadSession() const
+std::optional<SSessionRecord> CSessionClientHandler::ReadSession() const
 {
   const auto record = mSystemAccess.GetSeccPersistentData(mConnector)->GetJson(kSession, Json::Value());
   if (!record.isObject()) return std::nullopt;
-  SSession session;
-  if (record[kSessionKey].isString()) session.key = record[kSessionKey].asString();
-  session.hasEnded = record[kSessionHasEnded].isBool() && record[kSessionHasEnded].asBool();
-  return session;
+  return SSessionRecord::FromJson(record);
 }
 
-void CSessionClientHandler::StoreSession(const SSession& session) const
+void CSessionClientHandler::StoreSession(const SSessionRecord& session) const
 {
-  mSystemAccess.GetSeccPersistentData(mConnector)->SetJson(kSession, ToRecord(session.key, session.hasEnded));
+  mSystemAccess.GetSeccPersistentData(mConnector)->SetJson(kSession, session.ToJson());
 }
 
-void CSessionClientHandler::StoreSessionEnd() const
+void CSessionClientHandler::StoreSessionEnd(const SSessionRecord& session) const
 {
   mSystemAccess.GetSeccPersistentData(mConnector)
-      ->Apply({}, {{kOpenedTransaction, Json::Value(false)}, {kSession, ToRecord("", false)}});
+      ->Apply({}, {{kOpenedTransaction, Json::Value(false)}, {kSession, session.ToJson()}});
 }
 
 int32_t CSessionClientHandler::GetConnectorState()
@@ -266,7 +321,12 @@ void CSessionClientHandler::ClearTransactionId()
 void CSessionClientHandler::BeginTransaction(const std::string& key)
 {
   LOG_ENTRY("CSessionClientHandler");
-  StoreSession({key, false});
+  auto session = ReadSession().value_or(SSessionRecord());
+  session.key = key;
+  session.hasEnded = false;
+  session.start = mStart;
+  session.end.clear();
+  StoreSession(session);
 }
 
 // A connector whose data were written before there were keys has the current transaction.

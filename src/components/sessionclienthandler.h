@@ -6,9 +6,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/iipc/isessionmanager.h"
 #include "src/components/isessionclienthandler.h"
+#include "src/components/sessionrecord.h"
 
 class ISystemAccessInterface;
 
@@ -47,21 +49,19 @@ class CSessionClientHandler : public ISessionClientHandler {
   int64_t GetTransactionIdOf(const std::string& key) override;
 
  private:
-  // What is kept of the running session beside "OpenedTransaction".
-  struct SSession {
-    std::string key;        // of its transaction
-    bool hasEnded = false;  // its StopTransaction is being made
-  };
-
   // Runs `call`; false, and a line in the log, when the session manager cannot be reached.
   bool Reach(const std::function<void()>& call) const;
   bool Request(const std::function<ipc::MResult()>& call) const;
   void StoreOpenedTransaction(bool opened) const;
   // Empty for a connector that has never had a session.
-  std::optional<SSession> ReadSession() const;
-  void StoreSession(const SSession& session) const;
-  void StoreSessionEnd() const;
+  std::optional<SSessionRecord> ReadSession() const;
+  void StoreSession(const SSessionRecord& session) const;
+  void StoreSessionEnd(const SSessionRecord& session) const;
   bool IsStartOnItsWay(const std::string& key) const;
+  bool IsStopOnItsWay(const SSessionRecord& session) const;
+  bool IsReported(const std::string& start) const;
+  bool HasEnded(const std::string& start) const;
+  bool IsRunning(const std::string& start) const;
 
   // Constant after construction.
   const uint32_t mConnector;
@@ -72,4 +72,8 @@ class CSessionClientHandler : public ISessionClientHandler {
   // True across a restart of the process during a session, until that session stops. Written by Init and on the
   // notification thread.
   std::atomic<bool> mHasOpenTransaction{false};
+
+  // Of the notification thread.
+  std::vector<SSessionRecord::SEnded> mFormerlyEnded;  // sessions that former lives of the process reported
+  std::string mStart;                                  // of the session whose StartTransaction is being made
 };

@@ -1,0 +1,96 @@
+#include "src/components/sessionrecord.h"
+
+#include <fmt/format.h>
+
+#include "platform/icconfig/jsontext.h"
+
+namespace {
+
+constexpr const char* kKey = "Key";
+constexpr const char* kHasEnded = "HasEnded";
+constexpr const char* kStart = "Start";
+constexpr const char* kEnd = "End";
+constexpr const char* kEnded = "Ended";
+constexpr const char* kHasMovedMeter = "HasMovedMeter";
+constexpr int64_t kMilliWhPerWh = 1000;
+
+std::string TextOf(const Json::Value& json, const char* name)
+{
+  return json.isObject() && json[name].isString() ? json[name].asString() : std::string();
+}
+
+bool FlagOf(const Json::Value& json, const char* name)
+{
+  return json.isObject() && json[name].isBool() && json[name].asBool();
+}
+
+std::string MakeIdentity(const std::string& time, int64_t energy)
+{
+  return time.empty() ? std::string() : fmt::format("{} {}", time, energy);
+}
+
+}  // namespace
+
+Json::Value SSessionRecord::ToJson() const
+{
+  Json::Value json(Json::objectValue);
+  json[kKey] = key;
+  json[kHasEnded] = hasEnded;
+  json[kStart] = start;
+  json[kEnd] = end;
+  json[kEnded] = Json::Value(Json::arrayValue);
+  for (const auto& session : ended) {
+    Json::Value entry(Json::objectValue);
+    entry[kStart] = session.start;
+    entry[kHasMovedMeter] = session.hasMovedMeter;
+    json[kEnded].append(entry);
+  }
+  return json;
+}
+
+SSessionRecord SSessionRecord::FromJson(const Json::Value& json)
+{
+  SSessionRecord record;
+  if (!json.isObject()) return record;
+  record.key = TextOf(json, kKey);
+  record.hasEnded = FlagOf(json, kHasEnded);
+  record.start = TextOf(json, kStart);
+  record.end = TextOf(json, kEnd);
+  const auto& entries = json[kEnded];
+  for (Json::ArrayIndex i = 0; entries.isArray() && i < entries.size(); ++i) {
+    const auto text = TextOf(entries[i], kStart);
+    if (!text.empty()) record.ended.push_back({text, FlagOf(entries[i], kHasMovedMeter)});
+  }
+  return record;
+}
+
+void SSessionRecord::Close(const ipc::MMeterData& meterData)
+{
+  const auto closed = StartOf(meterData);
+  if (!closed.empty()) {
+    ended.push_back({closed, meterData.session_end_energy() > meterData.session_start_energy()});
+    if (ended.size() > kMaxEnded) ended.erase(ended.begin());
+  }
+  key.clear();
+  hasEnded = false;
+  end.clear();
+}
+
+std::string SSessionRecord::StartOf(const ipc::MMeterData& meterData)
+{
+  if (!meterData.has_session_start_energy()) return std::string();
+  return MakeIdentity(meterData.session_start_time(), meterData.session_start_energy());
+}
+
+std::string SSessionRecord::EndOf(const ipc::MMeterData& meterData)
+{
+  if (meterData.session_end_energy() == 0) return std::string();
+  return MakeIdentity(meterData.session_end_time(), meterData.session_end_energy() / kMilliWhPerWh);
+}
+
+std::string SSessionRecord::EndOf(const std::string& stopTransaction)
+{
+  const auto payload = IcConfig::ParseJsonText(stopTransaction);
+  if (!payload || !payload->isObject() || !(*payload)["meterStop"].isInt64()) return std::string();
+  return MakeIdentity(TextOf(*payload, "timestamp"), (*payload)["meterStop"].asInt64());
+}

@@ -1,0 +1,233 @@
+// The session manager cannot know what a process that was killed had come to, and tells again: nothing may be lost, and
+// nothing reported twice, whenever the kill came.
+
+#include "src/components/sessionrecord.h"
+#include "tests/unit/src/components/sessionclienthandler/sessionclientfixture.h"
+
+namespace {
+
+class SessionToldAgain : public CSessionClientTest {
+ protected:
+  static ipc::MMeterData Start(const std::string& time, int64_t registerMilliWh)
+  {
+    auto data = Reading(registerMilliWh);
+    data.set_session_start_time(time);
+    data.set_session_start_energy(registerMilliWh);
+    return data;
+  }
+  static ipc::MMeterData End(ipc::MMeterData data, const std::string& time, int64_t registerMilliWh)
+  {
+    data.set_energy_register(registerMilliWh);
+    data.set_session_end_time(time);
+    data.set_session_end_energy(registerMilliWh);
+    return data;
+  }
+  // Every StartTransaction gets a key of its own and is stored.
+  void BeginSessions()
+  {
+    mHandler->Init();
+    mOcpp->onPush = [this](const CFakeOcpp::SPush& push) {
+      if (push.operation != EOutOpType::EStartTransaction) return;
+      const auto key = fmt::format("start{}", ++mKeys);
+      mHandler->BeginTransaction(key);
+      mStorage->Store(*FakeOutCalls::StartTransaction(key));
+    };
+  }
+  // Takes the connector's data back to what they were while the last StopTransaction was pushed.
+  void StopAndDieWhilePushing(const ipc::MMeterData& end)
+  {
+    CFakeConfig::CState atStop;
+    mOcpp->onPush = [&](const CFakeOcpp::SPush&) { atStop = mData->GetState(); };
+    mHandler->HandleSessionStopped(end, 4);
+    for (const auto& [key, value] : atStop) mData->Preset(key, value);
+    BeginSessions();
+  }
+  std::vector<EOutOpType> Pushed() const
+  {
+    std::vector<EOutOpType> operations;
+    for (const auto& push : mOcpp->pushes) operations.push_back(push.operation);
+    return operations;
+  }
+
+  static constexpr auto kStart = EOutOpType::EStartTransaction;
+  static constexpr auto kStop = EOutOpType::EStopTransaction;
+  const ipc::MMeterData mFirst = Start("2026-01-15T10:00:00Z", 5000000);
+  const ipc::MMeterData mFirstEnd = End(mFirst, "2026-01-15T10:30:00Z", 9000000);
+  const ipc::MMeterData mSecond = Start("2026-01-15T10:31:00Z", 9000000);
+  const ipc::MMeterData mSecondEnd = End(mSecond, "2026-01-15T10:45:00Z", 9500000);
+  int mKeys = 0;
+};
+
+}  // namespace
+
+TEST_F(SessionToldAgain, StartToldTwiceToOneProcessIsStartedOnce)
+{
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStarted(mFirst);
+  EXPECT_EQ(Pushed(), (std::vector{kStart}));
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop}));
+}
+
+TEST_F(SessionToldAgain, StopToldAgainAfterARestartIsIgnoredAndLogged)
+{
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  Restart();
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop}));
+  EXPECT_EQ(mLog.Count("[1] The end of a session was told again, ignoring it"), 1U);
+}
+
+TEST_F(SessionToldAgain, StartAndStopOfAnEndedSessionToldAgainAreIgnored)
+{
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  Restart();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop}));
+  EXPECT_FALSE(IsOpened());
+  EXPECT_EQ(mLog.Count("[1] The start of a session that has ended was told again, ignoring it"), 1U);
+}
+
+TEST_F(SessionToldAgain, StopOfTheSessionBeforeToldAgainLeavesTheRunningOneAlone)
+{
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  mHandler->HandleSessionStarted(mSecond);
+  Restart();
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  mHandler->HandleSessionStarted(mSecond);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart}));
+  EXPECT_EQ(mHandler->GetTransactionKey(), "start2");
+  mHandler->HandleSessionStopped(mSecondEnd, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart, kStop}));
+}
+
+TEST_F(SessionToldAgain, ProcessKilledBeforeItsStopWasStoredReportsTheStopThatIsToldAgain)
+{
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  StopAndDieWhilePushing(mFirstEnd);
+  Restart();
+  // The push of the former life never came to the store.
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStop}));
+  EXPECT_EQ(mHandler->GetTransactionKey(), "");
+}
+
+TEST_F(SessionToldAgain, ProcessKilledAfterItsStopWasStoredIgnoresTheStopThatIsToldAgain)
+{
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  StopAndDieWhilePushing(mFirstEnd);
+  mStorage->Preset({"stop1", kStop, R"({"meterStop":9000,"timestamp":"2026-01-15T10:30:00Z","transactionId":-1})"});
+  Restart();
+  EXPECT_FALSE(IsOpened());
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop}));
+  mHandler->HandleSessionStarted(mSecond);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart}));
+}
+
+TEST_F(SessionToldAgain, ProcessKilledTwiceWhileStoppingOneSessionReportsItsStopOnce)
+{
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  StopAndDieWhilePushing(mFirstEnd);
+  Restart();
+  StopAndDieWhilePushing(mFirstEnd);
+  mStorage->Preset({"stop1", kStop, R"({"meterStop":9000,"timestamp":"2026-01-15T10:30:00Z","transactionId":-1})"});
+  Restart();
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStop}));
+}
+
+TEST_F(SessionToldAgain, ProcessKilledAfterItsStopWasAnsweredIgnoresTheStopThatIsToldAgain)
+{
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->SettleTransaction("start1", 42);
+  StopAndDieWhilePushing(mFirstEnd);
+  mHandler->ClearTransactionId();
+  Restart();
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop}));
+}
+
+TEST_F(SessionToldAgain, StoredStopOfAnotherSessionIsNoReasonToIgnoreThisOne)
+{
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  StopAndDieWhilePushing(mFirstEnd);
+  mStorage->Preset({"stop0", kStop, R"({"meterStop":4000,"timestamp":"2026-01-15T09:30:00Z","transactionId":7})"});
+  mStorage->Preset({"broken", kStop, "{"});
+  Restart();
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStop}));
+}
+
+TEST_F(SessionToldAgain, SessionWithoutEnergyMayBeFollowedByOneWithTheSameReadingInTheSameSecond)
+{
+  const auto end = End(mFirst, "2026-01-15T10:00:00Z", 5000000);
+  BeginSessions();
+  for (int i = 0; i < 2; ++i) {
+    mHandler->HandleSessionStarted(mFirst);
+    mHandler->HandleSessionStopped(end, 4);
+  }
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart, kStop}));
+}
+
+TEST_F(SessionToldAgain, StopOfASessionWithoutEnergyToldTwiceToOneProcessIsReportedOnce)
+{
+  const auto end = End(mFirst, "2026-01-15T10:00:00Z", 5000000);
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(end, 4);
+  mHandler->HandleSessionStopped(end, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop}));
+}
+
+TEST_F(SessionToldAgain, ReadingWithoutStartIsNeverTakenForAnEarlierSession)
+{
+  BeginSessions();
+  for (int i = 0; i < 2; ++i) {
+    mHandler->HandleSessionStarted(Reading(1));
+    mHandler->HandleSessionStopped(Reading(2), 4);
+    Restart();
+  }
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart, kStop}));
+}
+
+TEST_F(SessionToldAgain, OnlyTheLatestSessionsAreRemembered)
+{
+  SSessionRecord record;
+  for (int i = 0; i < 40; ++i) {
+    record.Close(End(Start(fmt::format("2026-01-15T10:00:{:02}Z", i), i), "2026-01-15T11:00:00Z", i + 1));
+  }
+  const auto read = SSessionRecord::FromJson(record.ToJson());
+  ASSERT_EQ(read.ended.size(), SSessionRecord::kMaxEnded);
+  EXPECT_EQ(read.ended.back().start, "2026-01-15T10:00:39Z 39");
+  EXPECT_TRUE(read.ended.back().hasMovedMeter);
+}
+
+TEST_F(SessionToldAgain, RecordOfAnotherFormGivesWhatCanBeRead)
+{
+  Json::Value json(Json::objectValue);
+  json["Key"] = "start1";
+  json["HasEnded"] = "yes";
+  json["Ended"] = Json::Value(Json::arrayValue);
+  json["Ended"].append(5);
+  const auto record = SSessionRecord::FromJson(json);
+  EXPECT_EQ(record.key, "start1");
+  EXPECT_FALSE(record.hasEnded);
+  EXPECT_TRUE(record.ended.empty());
+  EXPECT_TRUE(SSessionRecord::FromJson(Json::Value("text")).key.empty());
+}
