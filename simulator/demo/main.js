@@ -1,6 +1,8 @@
 #!/usr/bin/env node
-// The demo: a station comes online. Starts a central system, a simulated station and `secc`, tells in order what the
-// central system saw, and ends with status 0 when all of it happened. `tools/demo` installs and builds, then runs this.
+// The demo: a station comes online, a driver charges, and another one while everything goes wrong. Starts a central system,
+// a simulated station and `secc`, tells in order what the central system saw, closes the operator's books, and ends with
+// status 0 when all of it happened and the books balance. `tools/demo` installs and builds, then runs this.
+import fs from 'node:fs';
 import path from 'node:path';
 import { CentralSystem } from '../csms/centralsystem.js';
 import { makeCommands as makeCentralCommands } from '../csms/commands.js';
@@ -10,12 +12,15 @@ import { REPOSITORY } from '../lib/packages.js';
 import { StationRoot, seccProgram } from '../lib/stationroot.js';
 import { makeCommands as makeStationCommands } from '../station/commands.js';
 import { Station } from '../station/station.js';
+import { tellBlackout } from './blackout.js';
+import { closeBooks } from './books.js';
+import { DRIVER, LISTED_DRIVER, SAMPLE_SECONDS, tellCharge } from './charge.js';
+import { HEARTBEAT_SECONDS, tellOnline, tellRefusals, waitForApproval } from './online.js';
 import { Story } from './story.js';
 
 const FOLDER = path.join(REPOSITORY, 'build/demo');
 const STATION_ID = 'DEMO-1';
 const PASSWORD = '64656d6f2d70617373776f7264';
-const HEARTBEAT_SECONDS = 2;
 const STOP_MS = 5000;
 
 const OPTIONS = {
@@ -37,6 +42,13 @@ function settingsFor({ uri, id, password }) {
     hwinfo: { CustomerId: id, ProductSn: 'SIM-000001', HwOneOrThreePhase: 3 },
     fwinfo: { FwIdent: 'demo' },
     secrets: { AuthorizationKey: password },
+    ocpp: {
+      MeterValueSampleInterval: SAMPLE_SECONDS,
+      StopTxnSampledData: 'Energy.Active.Import.Register',
+      LocalAuthListEnabled: true,
+      LocalAuthorizeOffline: true,
+      AllowOfflineTxForUnknownId: false,
+    },
   };
 }
 
@@ -44,9 +56,14 @@ function settingsFor({ uri, id, password }) {
 async function startStation(story, { uri, id, password, trust }) {
   const root = new StationRoot(path.join(FOLDER, 'station'), { trust, settings: settingsFor({ uri, id, password }) });
   const station = await new Station({ root: root.folder }).start();
-  const secc = root.startSecc({ program: seccProgram() });
-  story.tell('Started secc and the simulated station around it.', { log: secc.logFile });
-  return { root, station, secc };
+  const parts = { station, secc: null, startSecc: null };
+  parts.startSecc = () => {
+    parts.secc = root.startSecc({ program: seccProgram() });
+    return parts.secc;
+  };
+  parts.startSecc();
+  story.tell('Started secc and the simulated station around it.', { log: parts.secc.logFile });
+  return parts;
 }
 
 async function stopStation(story, { station, secc }) {
@@ -56,49 +73,6 @@ async function stopStation(story, { station, secc }) {
     `secc stopped on SIGINT with status ${outcome.status ?? `none (signal ${outcome.signal})`} after ${outcome.tookMs} ms.`,
   );
   await station.stop();
-}
-
-/** The station comes online with our own central system, which asks it two things that it must refuse. */
-async function tellOnline(story, system, station) {
-  const link = system.station(STATION_ID);
-  await station.waitForEnabled({ timeoutMs: 15000 });
-  story.tell('Its supervisor took it through Disable and Enable.', { states: station.supervisor.reports.join(', ') });
-  const connection = await system.waitFor(() => link.connection, {
-    timeoutMs: 20000,
-    what: 'a connection of the station',
-  });
-  story.tell('The station connected.', {
-    subprotocol: connection.subprotocol,
-    TLS: `${connection.tls.version}, ${connection.tls.cipher}`,
-  });
-  const boot = await system.waitForCall('BootNotification', { timeoutMs: 10000 });
-  story.tell('It registered with BootNotification.', boot.payload);
-  await system.waitFor(() => link.registration === 'Accepted', { timeoutMs: 5000, what: 'the acceptance' });
-  story.tell('It was accepted.', { heartbeatInterval: `${HEARTBEAT_SECONDS} s` });
-  const beats = await system.waitFor(() => (system.calls('Heartbeat').length >= 2 ? system.calls('Heartbeat') : null), {
-    timeoutMs: (3 * HEARTBEAT_SECONDS + 5) * 1000,
-    what: 'two heartbeats',
-  });
-  story.tell('Two heartbeats came.', { apart: `${((beats[1].time - beats[0].time) / 1000).toFixed(1)} s` });
-}
-
-async function tellRefusals(story, system) {
-  const asked = [
-    ['FooBar', {}, 'NotImplemented', 'An action that OCPP does not know'],
-    [
-      'CancelReservation',
-      { reservationId: 1 },
-      'NotSupported',
-      'CancelReservation, which this station does not offer,',
-    ],
-  ];
-  for (const [action, payload, code, what] of asked) {
-    const answer = await system.call(STATION_ID, action, payload, { timeoutMs: 5000 }).then(
-      () => 'a result',
-      (error) => error.code ?? error.message,
-    );
-    story.expect(answer === code, `${what} was answered with ${answer}.`);
-  }
 }
 
 function printHowToTalk(system, stationPort, centralPort, secc) {
@@ -122,6 +96,7 @@ async function untilInterrupted(secc) {
 }
 
 async function ownCentralSystem(story, keep) {
+  fs.rmSync(path.join(FOLDER, 'csms/wire.log'), { force: true });
   const system = await new CentralSystem({
     state: path.join(FOLDER, 'csms'),
     stations: { [STATION_ID]: PASSWORD },
@@ -135,8 +110,13 @@ async function ownCentralSystem(story, keep) {
     trust: [system.caFile],
   });
   try {
-    await tellOnline(story, system, parts.station);
-    await tellRefusals(story, system);
+    await tellOnline(story, system, STATION_ID, parts.station);
+    await tellRefusals(story, system, STATION_ID);
+    await waitForApproval(parts.station);
+    await tellCharge(story, system, STATION_ID, parts.station);
+    await tellBlackout(story, system, STATION_ID, parts);
+    closeBooks(story, system, [DRIVER, LISTED_DRIVER]);
+    story.chapter('Epilogue');
     if (keep) {
       const central = await serveCommands(makeCentralCommands(system));
       const siblings = await serveCommands(makeStationCommands(parts.station));
@@ -156,7 +136,11 @@ async function ownCentralSystem(story, keep) {
   }
 }
 
-/** The station talks to a central system that we know nothing of: the story is told from secc's own log. */
+/**
+ * The station talks to a central system that we know nothing of: the story is told from secc's own log. It ends with the
+ * registration, because which tags may charge there, and when its link may be cut, is not ours to say; with --keep the
+ * reader, the cable and the rest of the station can be worked by hand.
+ */
 async function foreignCentralSystem(story, { csms, id, password, ca, keep }) {
   if (password === undefined) throw new Error('--password is needed with --csms');
   const uri = csms.replace(/^wss?:\/\//, '').replace(/\/$/, '');
@@ -172,7 +156,7 @@ async function foreignCentralSystem(story, { csms, id, password, ca, keep }) {
     if (keep) {
       const siblings = await serveCommands(makeStationCommands(station));
       console.log(
-        `\nIt is left running; Ctrl-C ends it.\n  log of secc:  ${secc.logFile}\n  the station:  curl http://127.0.0.1:${siblings.port}/`,
+        `\nIt is left running; Ctrl-C ends it.\n  log of secc:   ${secc.logFile}\n  a charge:      curl -d '{"args": ["04C0FFEE01"]}' http://127.0.0.1:${siblings.port}/tag\n                 curl -d '{}' http://127.0.0.1:${siblings.port}/plug\n  all commands:  curl http://127.0.0.1:${siblings.port}/`,
       );
       await untilInterrupted(secc);
       await siblings.close();
@@ -187,7 +171,9 @@ async function foreignCentralSystem(story, { csms, id, password, ca, keep }) {
 async function main() {
   const options = readOptions(OPTIONS, {
     usage:
-      'usage: tools/demo [OPTION]...\n\nShows a charging station coming online. Without options it brings its own central system.',
+      'usage: tools/demo [OPTION]...\n\n' +
+      'Shows a charging station coming online, a charge, and a charge with everything going wrong, and closes the books.\n' +
+      'Without options it brings its own central system; with --csms it ends with the registration.',
   });
   if (!options) return;
   const story = new Story();

@@ -1,4 +1,4 @@
-// A short story on the console: numbered sentences, each with what was seen, and whether it came out well.
+// A story on the console: numbered sentences, each with what was seen, and whether it came out well.
 import fs from 'node:fs';
 
 const LAST_LINES = 30;
@@ -7,11 +7,22 @@ export class Story {
   #sentences = 0;
   #failures = 0;
 
+  /** Begins a part of the story. */
+  chapter(title) {
+    console.log(`\n${title}\n${'-'.repeat(title.length)}`);
+  }
+
   /** Tells what happened. @param {object} [details] shown beneath */
   tell(text, details = {}) {
     this.#sentences += 1;
     console.log(`${String(this.#sentences).padStart(2)}. ${text}`);
-    for (const [name, value] of Object.entries(details)) console.log(`      ${name}: ${value}`);
+    for (const [name, value] of Object.entries(details))
+      console.log(`      ${name}: ${typeof value === 'object' ? JSON.stringify(value) : value}`);
+  }
+
+  /** Shows lines beneath the last sentence. */
+  show(lines) {
+    for (const line of lines) console.log(`      ${line}`);
   }
 
   /** Tells what happened, and notes a failure unless `condition` holds. */

@@ -254,12 +254,17 @@ export class SeccProcess extends EventEmitter {
     resolve(this.ended);
   }
 
-  /** Sends a signal to the process itself. */
-  async signal(name) {
-    await waitOn(this, 'line', () => this.#pid !== null || this.ended, {
+  /** Resolves once `pid` is known, or the process has ended. */
+  started() {
+    return waitOn(this, 'line', () => this.#pid !== null || this.ended, {
       timeoutMs: 5000,
       what: 'the process to be started',
     });
+  }
+
+  /** Sends a signal to the process itself. */
+  async signal(name) {
+    await this.started();
     if (this.ended) return;
     try {
       process.kill(this.#pid, name);

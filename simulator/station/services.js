@@ -50,7 +50,7 @@ export function makeMethods(station) {
       },
       RequestUnlock: ({ connector: number }) => verdict(isConnector(number) && connector.unlock()),
       SetExternalChargeApproval: ({ approved }) => {
-        connector.setApproved(approved);
+        station.approve(approved);
         return success;
       },
       SetParentIdTag: ({ parent_id_tag: parentId }) => {

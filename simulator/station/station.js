@@ -18,6 +18,8 @@ const PROCESS_CONTROL = 'SeccGenCtrl';
 const SIBLINGS = Object.keys(SERVICES).filter((name) => !name.startsWith('Secc'));
 /** How often the safety controller reports its temperatures. */
 const TEMPERATURES_MS = 10000;
+/** How long after its approval secc has surely started its backoffices. */
+const APPROVAL_MS = 100;
 const CP_STATE = { A: 0, B: 1, C: 2 };
 const PP_STATE = { none: 0, 13: 1, 20: 2, 32: 3, 63: 4 };
 const STATE_NAMES = Object.fromEntries(Object.entries(State).map(([name, number]) => [number, name]));
@@ -32,6 +34,8 @@ export class Station extends EventEmitter {
   #saving = false;
   #restarted = false;
   #reports = null;
+  #isApprovalTold;
+  #cancelApproval = () => {};
 
   /**
    * @param {object} options
@@ -40,19 +44,23 @@ export class Station extends EventEmitter {
    *   phases        1 or 3
    *   maxCurrent    mA that the installation allows
    *   vehicle       {current: mA, phases} that the vehicle takes
-   *   times         of the connector and of the session events, see connector.js and sessionevents.js
+   *   times         of the connector and of the session events, see connector.js and sessionevents.js; `approvalMs`: see
+   *                 APPROVAL_MS
    *   drive         false: the supervisor only watches
+   *   needsApproval false: a station without an operator's backoffice, where nobody approves of charging
    *   fixedCable, autoAuthorize, signed, powerFactor
    */
   constructor(options) {
     super();
     this.setMaxListeners(0);
-    const { root, clock = realClock, phases = 3, maxCurrent = 16000 } = options;
+    const { root, clock = realClock, phases = 3, maxCurrent = 16000, needsApproval = true } = options;
     this.options = options;
     this.root = root;
     this.clock = clock;
     this.stateFile = options.stateFile ?? path.join(root, 'simulator.json');
     const saved = this.#load();
+    this.#isApprovalTold = saved.isApprovalTold ?? false;
+    this.needsApproval = needsApproval;
     this.vehicle = { current: 16000, phases: 3, ...options.vehicle };
     this.cable = null;
     /** Connector that requests for authorization name: 1, or 0 for a reader of the whole station. */
@@ -71,7 +79,7 @@ export class Station extends EventEmitter {
     this.connector = new Connector({
       clock,
       times: options.times,
-      saved: saved.connector,
+      saved: { approved: !needsApproval, ...saved.connector },
       fixedCable: options.fixedCable,
       autoAuthorize: options.autoAuthorize,
     });
@@ -80,7 +88,7 @@ export class Station extends EventEmitter {
       times: options.times,
       saved: saved.sessionEvents,
       send: (notification) => this.servers.SessionManager.notify(notification),
-      isAttended: () => this.supervisor.isEnabled && this.servers.SessionManager.subscribers.length > 0,
+      isAttended: () => this.#isListening && (this.#isApprovalTold || !needsApproval),
       presentTag: () => this.connector.idTag,
       changed: () => this.#save(),
     });
@@ -121,6 +129,7 @@ export class Station extends EventEmitter {
     clearInterval(this.#reports);
     this.supervisor.close();
     this.connector.close();
+    this.#cancelApproval();
     this.sessionEvents.close();
     this.#save();
     this.#saving = true;
@@ -138,6 +147,7 @@ export class Station extends EventEmitter {
       connector: this.connector.save(),
       meter: this.meter.save(),
       sessionEvents: this.sessionEvents.save(),
+      isApprovalTold: this.#isApprovalTold,
     };
     const temporary = `${this.stateFile}.new`;
     fs.writeFileSync(temporary, JSON.stringify(state));
@@ -178,6 +188,8 @@ export class Station extends EventEmitter {
     });
     supervisor.on('state', () => {
       if (!supervisor.isEnabled) this.sessionEvents.lost();
+      // As long as nothing is known of the process, its approval may still hold.
+      if (supervisor.isKnown && !supervisor.isEnabled) this.#forgetApproval();
       this.#note(`secc is ${supervisor.stateText}`);
     });
     supervisor.on('enabled', () => {
@@ -228,10 +240,35 @@ export class Station extends EventEmitter {
     this.#note(`session stopped at ${reading.energy_register} mWh, reason ${reason}`);
   }
 
-  /** secc is enabled and listens, or one of both has become true. */
+  get #isListening() {
+    return this.supervisor.isEnabled && this.servers.SessionManager.subscribers.length > 0;
+  }
+
+  /**
+   * secc has told whether charging is approved: it is about to start its backoffices, and before that it has nobody to
+   * tell of a session.
+   */
+  approve(approved) {
+    this.connector.setApproved(approved);
+    this.#cancelApproval();
+    const tell = () => {
+      this.#isApprovalTold = true;
+      this.#attend();
+    };
+    const { approvalMs = APPROVAL_MS } = this.options.times ?? {};
+    if (approvalMs > 0) this.#cancelApproval = this.clock.after(approvalMs, tell);
+    else tell();
+  }
+
+  #forgetApproval() {
+    this.#cancelApproval();
+    this.#isApprovalTold = false;
+  }
+
+  /** secc is enabled, listens and has told its approval, or one of these has become true. */
   #attend() {
     const { SessionManager } = this.servers;
-    if (!this.supervisor.isEnabled || SessionManager.subscribers.length === 0) return;
+    if (!this.#isListening) return;
     if (this.#restarted) {
       this.#restarted = false;
       SessionManager.notify({ state_changed: { state: this.connector.state } });

@@ -40,6 +40,11 @@ export class Supervisor extends EventEmitter {
     return enumText('EState', this.state).replace('EState', '');
   }
 
+  /** The process has reported a state, and has not gone since. */
+  get isKnown() {
+    return this.state !== this.#states.EStateInvalid;
+  }
+
   get isEnabled() {
     return this.state === this.#states.EStateEnabled;
   }

@@ -3,16 +3,20 @@ import { ServiceClient, ServiceServer, readDirectory } from '../lib/iipc.js';
 
 const NEXT = { 1: { Disable: 2 }, 2: { Disable: 2, Enable: 3 }, 3: { Disable: 2, Enable: 3 } };
 
+const ENABLED = 3;
+
 export class FakeSecc {
   constructor(root) {
     const addresses = readDirectory(root);
     this.state = 1;
     this.heard = [];
+    /** Whether it tells its approval when it is enabled. */
+    this.tellsApproval = true;
     const control = (request) => () => {
       const state = NEXT[this.state][request];
       if (state === undefined) return { result: 1 };
       this.state = state;
-      setImmediate(() => this.server.notify({ state: { state } }));
+      setImmediate(() => this.#entered(state));
       return { result: 0 };
     };
     this.server = new ServiceServer(
@@ -31,6 +35,13 @@ export class FakeSecc {
         this.heard.push({ name, kind: message.notification, message: message[message.notification] }),
       );
     }
+  }
+
+  #entered(state) {
+    this.server.notify({ state: { state } });
+    // A test may end in between.
+    if (state === ENABLED && this.tellsApproval)
+      this.call('SessionManager', 'SetExternalChargeApproval', { approved: true }).catch(() => {});
   }
 
   async start() {

@@ -9,7 +9,7 @@ import { State, StopReason } from '../station/connector.js';
 import { Station } from '../station/station.js';
 import { FakeSecc } from './fakesecc.js';
 
-const TIMES = { startingMs: 20, stoppingMs: 20, sureMs: 150, lateMs: 60 };
+const TIMES = { startingMs: 20, stoppingMs: 20, sureMs: 150, lateMs: 60, approvalMs: 0 };
 
 let root;
 let station;
@@ -310,6 +310,23 @@ test('start and end within a moment before the kill are both told again, in orde
   await until(() => secc.of('session_stopped').length === 1, 'the end again');
   const kinds = secc.heard.map(({ kind }) => kind).filter((kind) => kind.startsWith('session_'));
   assert.deepEqual(kinds, ['session_started', 'session_stopped']);
+});
+
+test('before the process has told its approval it is told of no session', async () => {
+  await ready();
+  await secc.kill();
+  await station.waitFor(() => !station.supervisor.isEnabled);
+  station.plug();
+  await chargeByHandle('R');
+  secc = new FakeSecc(root);
+  secc.tellsApproval = false;
+  await secc.start();
+  await station.waitForEnabled();
+  await until(() => secc.of('state_changed').length > 0, 'the state');
+  await pause(50);
+  assert.equal(secc.of('session_started').length, 0);
+  await secc.call('SessionManager', 'SetExternalChargeApproval', { approved: false });
+  await until(() => secc.of('session_started').length === 1, 'the start');
 });
 
 test('what was told while the process was being disabled is told again when it is enabled', async () => {

@@ -76,6 +76,7 @@ test('SIGINT reaches the process itself, whose status is told', async () => {
   const root = new StationRoot(path.join(folder, 'three'));
   const secc = root.startSecc({ program: script('wait.sh', WAITING) });
   await secc.waitForLine('up');
+  await secc.started();
   assert.equal(fs.readFileSync(`/proc/${secc.pid}/cmdline`, 'utf8').split('\0')[1], '/secc');
   const outcome = await secc.interrupt();
   assert.equal(outcome.status, 0);
