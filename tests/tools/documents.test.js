@@ -32,7 +32,7 @@ test('every thread of the process has its line, and every line its thread', () =
   assert.deepEqual(namesInTable().sort(), names);
 });
 
-for (const document of ['README.md', 'CONTRIBUTING.md', 'docs/architecture.md']) {
+for (const document of ['README.md', 'CONTRIBUTING.md', 'docs/architecture.md', 'docs/operation.md']) {
   test(`${document} names files that exist`, () => {
     const text = fs.readFileSync(path.join(REPOSITORY, document), 'utf8');
     const links = [...text.matchAll(/\]\(([^)#]+)(?:#[^)]*)?\)/g)].map((match) => match[1]);
