@@ -14,6 +14,8 @@ MINIMUM_NODE=18
 
 # Caches of the tools that would otherwise land in the home folder.
 export CCACHE_DIR="${CCACHE_DIR:-$REPOSITORY/build/ccache}"
+# What ccache must overlook to take files with precompiled headers.
+export CCACHE_SLOPPINESS="${CCACHE_SLOPPINESS:-pch_defines,time_macros}"
 export npm_config_cache="${npm_config_cache:-$REPOSITORY/build/npm-cache}"
 export npm_config_update_notifier=false
 
