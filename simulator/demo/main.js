@@ -97,6 +97,7 @@ async function untilInterrupted(secc) {
 
 async function ownCentralSystem(story, keep) {
   fs.rmSync(path.join(FOLDER, 'csms/wire.log'), { force: true });
+  console.log('A charging station, its operator, and secc between them, all on this machine.');
   const system = await new CentralSystem({
     state: path.join(FOLDER, 'csms'),
     stations: { [STATION_ID]: PASSWORD },

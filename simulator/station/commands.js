@@ -94,6 +94,21 @@ export function makeCommands(station) {
         station.connector.reserve({ idTag, id: Number(id), until: station.clock.now() + Number(seconds) * 1000 }),
     },
     unlock: { args: '', help: 'unlock the plug', run: () => station.connector.unlock() },
+    approve: {
+      args: 'on|off',
+      help: 'the central system lets the station charge, or not, as secc tells it',
+      run: (text) => station.approve(flag(text)),
+    },
+    storage: {
+      args: 'on|off',
+      help: 'transactions can be stored, or not, as secc tells it',
+      run: (text) => station.connector.setStorageAvailable(flag(text)),
+    },
+    parent: {
+      args: '<id>',
+      help: "the group of the session's tag, as secc tells it",
+      run: (id) => station.connector.setParentId(id),
+    },
     deauthorize: {
       args: '<reason>',
       help: 'as secc does it, by the number of the reason',

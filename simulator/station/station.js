@@ -354,6 +354,7 @@ export class Station extends EventEmitter {
       },
       meter: meter.reading(),
       limit: currentControl.limit,
+      untoldEvents: this.sessionEvents.pending,
       services: Object.fromEntries(
         Object.entries(this.servers).map(([name, server]) => [
           name,

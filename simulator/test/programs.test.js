@@ -59,6 +59,10 @@ test('the station program is driven through its JSON interface and ends on SIGIN
   const { child, run, output } = await start(t, 'station/main.js', ['--root', root]);
   assert.equal(await run('plug'), true);
   assert.equal((await run('state')).connector.name, 'PreparingPluggedIn');
+  await run('approve', 'on');
+  await run('storage', 'off');
+  const { connector, untoldEvents } = await run('state');
+  assert.deepEqual([connector.approved, connector.storageAvailable, untoldEvents], [true, false, 0]);
   await run('raise', '10301');
   assert.deepEqual(
     (await run('active')).warnings.map(({ identifier }) => identifier),
