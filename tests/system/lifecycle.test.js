@@ -200,6 +200,27 @@ theme('configuration errors', () => {
       await world.never(() => world.csms.tcpConnections > 0, 3000, 'a connection');
     },
   );
+
+  systemTest(
+    'an error during the construction is logged at once; signal and FatalError follow once they have a receiver',
+    {},
+    async (world) => {
+      world.root.writeDefaults('network', '{"broken": ');
+      await world.start();
+      await reported(world, 'FatalError');
+      await world.station.waitFor(() => world.station.diagnostics.last(1105)?.bool_values?.[0] === true, {
+        timeoutMs: 5000,
+        what: 'signal 1105',
+      });
+      const lineOf = (text) => world.secc.lines.findIndex((line) => line.includes(text));
+      const errors = world.secc.lines.filter((line) => line.includes('Config error occurred: '));
+      assert.equal(errors.length, 1, errors.join('\n'));
+      assert.match(errors[0], /network/);
+      assert.ok(lineOf('Config error occurred: ') < lineOf('Starting state machine'), 'the error was logged first');
+      const { reports } = world.station.supervisor;
+      assert.ok(!reports.includes('Disabled') && !reports.includes('Enabled'), reports.join(', '));
+    },
+  );
 });
 
 const STATES = {
