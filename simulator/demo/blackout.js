@@ -1,4 +1,5 @@
 // Act two: the central system is gone, the process is killed in the middle of a charge, and nothing is lost.
+import { enumeration } from '../lib/iipc.js';
 import { pause } from '../lib/waiting.js';
 import { State } from '../station/connector.js';
 import { LISTED_DRIVER, SAMPLE_SECONDS, tellStep, waitForStatus } from './charge.js';
@@ -17,7 +18,10 @@ export async function tellBlackout(story, system, id, { station, secc, startSecc
   story.tell('The central system is cut off.');
   station.tag(LISTED_DRIVER);
   await station.waitForState(State.PreparingAuthorized, { timeoutMs: PATIENCE_MS });
-  story.tell(`A driver holds the tag ${LISTED_DRIVER} to the reader; the local list lets it in.`);
+  story.expect(
+    station.connector.user?.source === enumeration('EAuthorizationSource').EAuthorizationSourceLocalList,
+    `A driver holds the tag ${LISTED_DRIVER} to the reader; the local list lets it in.`,
+  );
   station.plug();
   await station.waitForState(State.Charging, { timeoutMs: PATIENCE_MS });
   story.tell('The cable is plugged in, and the charge begins. Nobody is there to be told.');
