@@ -1,9 +1,13 @@
 # One source per action of OCPP 1.6.
 add_library(secc_actions16 STATIC ocpp16/implementation/bootnotificationoperation.cpp
+                                  ocpp16/implementation/clearcacheoperation.cpp
+                                  ocpp16/implementation/getlocallistversionoperation.cpp
                                   ocpp16/implementation/heartbeatoperation.cpp
                                   ocpp16/implementation/idtagstatus.cpp
+                                  ocpp16/implementation/locallistupdates.cpp
                                   ocpp16/implementation/metervaluesoperation.cpp
                                   ocpp16/implementation/samplevaluescreator.cpp
+                                  ocpp16/implementation/sendlocallistoperation.cpp
                                   ocpp16/implementation/starttransactionoperation.cpp
                                   ocpp16/implementation/statusnotificationoperation.cpp
                                   ocpp16/implementation/stoptransactionoperation.cpp

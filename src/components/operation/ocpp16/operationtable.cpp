@@ -1,12 +1,17 @@
 #include "src/components/operation/ocpp16/operationtable.h"
 
 #include "src/components/operation/ocpp16/implementation/bootnotificationoperation.h"
+#include "src/components/operation/ocpp16/implementation/clearcacheoperation.h"
+#include "src/components/operation/ocpp16/implementation/getlocallistversionoperation.h"
 #include "src/components/operation/ocpp16/implementation/heartbeatoperation.h"
 #include "src/components/operation/ocpp16/implementation/metervaluesoperation.h"
+#include "src/components/operation/ocpp16/implementation/sendlocallistoperation.h"
 #include "src/components/operation/ocpp16/implementation/starttransactionoperation.h"
 #include "src/components/operation/ocpp16/implementation/statusnotificationoperation.h"
 #include "src/components/operation/ocpp16/implementation/stoptransactionoperation.h"
 
+using OperationTable::NewInCall;
+using OperationTable::NewInCallWith;
 using OperationTable::NewOutCall;
 using OperationTable::NoInCall;
 using OperationTable::NoOutCall;
@@ -50,6 +55,10 @@ std::vector<SStoredCallEntry> GetStoredCalls()
 std::vector<SInCallEntry> GetInCalls()
 {
   return {
+      {EInOpType::EClearCache, NewInCall<CClearCacheInCall>},
+      {EInOpType::EGetLocalListVersion, NewInCall<CGetLocalListVersionInCall>},
+      {EInOpType::ESendLocalList, NewInCallWith<CSendLocalListInCall>(std::make_shared<CLocalListUpdates>())},
+
       // Known to OCPP 1.6 and not offered by this station; they are answered NotSupported.
       {EInOpType::ECancelReservation, NoInCall},
       {EInOpType::EReserveNow, NoInCall},
@@ -63,11 +72,8 @@ std::vector<SInCallEntry> GetInCalls()
       // Without a class so far: answered NotSupported until each gets its creator with the class.
       {EInOpType::EDataTransfer, NoInCall},
       {EInOpType::EChangeAvailability, NoInCall},
-      {EInOpType::EClearCache, NoInCall},
       {EInOpType::EReset, NoInCall},
       {EInOpType::EUnlockConnector, NoInCall},
-      {EInOpType::EGetLocalListVersion, NoInCall},
-      {EInOpType::ESendLocalList, NoInCall},
       {EInOpType::EClearChargingProfile, NoInCall},
       {EInOpType::ESetChargingProfile, NoInCall},
       {EInOpType::ETriggerMessage, NoInCall},

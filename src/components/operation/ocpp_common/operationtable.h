@@ -64,6 +64,15 @@ std::shared_ptr<CInCallOperationBase> NewInCall(ISystemAccessInterface* systemAc
   return std::make_shared<TOperation>(systemAccess, std::move(id));
 }
 
+// For an operation that shares something with all others of its kind: the third argument of its constructor.
+template <typename TOperation, typename TShared>
+CInCallCreator NewInCallWith(std::shared_ptr<TShared> shared)
+{
+  return [shared = std::move(shared)](ISystemAccessInterface* systemAccess, std::string id) {
+    return std::make_shared<TOperation>(systemAccess, std::move(id), shared);
+  };
+}
+
 inline std::shared_ptr<COutCallOperationBase> NoOutCall(ISystemAccessInterface*, const std::string&) { return nullptr; }
 inline std::shared_ptr<CInCallOperationBase> NoInCall(ISystemAccessInterface*, const std::string&) { return nullptr; }
 

@@ -2,7 +2,6 @@
 
 #include "platform/clock/timetext.h"
 #include "platform/iclogger/log.h"
-#include "src/components/iauthorizationmanager.h"
 #include "src/components/isystemaccessinterface.h"
 
 using Ocpp16::IdTagInfoCommon::foreignIdTagInfo;
@@ -37,6 +36,14 @@ idTagInfo ToInvalid(const foreignIdTagInfo& info)
   return result;
 }
 
+IAuthorizationManager::CExpiry ReadExpiry(const idTagInfo& info)
+{
+  if (!info.expiryDate) return std::nullopt;
+  const auto expiry = ParseTimeText(*info.expiryDate);
+  if (!expiry) LOG_WARNING("Expiry date {} of an id tag cannot be read", *info.expiryDate);
+  return expiry;
+}
+
 void UpdateAuthorizationCache(const ISystemAccessInterface& systemAccess, const std::string& idTag,
                               const idTagInfo& info)
 {
@@ -45,11 +52,6 @@ void UpdateAuthorizationCache(const ISystemAccessInterface& systemAccess, const 
     LOG_WARNING("No authorization manager to tell of the status of an id tag");
     return;
   }
-  IAuthorizationManager::CExpiry expiry;
-  if (info.expiryDate) {
-    expiry = ParseTimeText(*info.expiryDate);
-    if (!expiry) LOG_WARNING("Expiry date {} of an id tag cannot be read", *info.expiryDate);
-  }
   manager->UpdateCache(idTag, info.parentIdTag ? info.parentIdTag->Get() : std::string(),
-                       ToAuthorizationStatus(info.status), expiry);
+                       ToAuthorizationStatus(info.status), ReadExpiry(info));
 }

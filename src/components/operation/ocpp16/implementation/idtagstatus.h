@@ -2,10 +2,10 @@
 
 #include <string>
 
+#include "src/components/iauthorizationmanager.h"
 #include "src/components/operation/ocpp16/messages/idtaginfocommon.h"
 
 class ISystemAccessInterface;
-enum class EAuthorizationStatus : uint8_t;
 
 // What StartTransaction, StopTransaction and Authorize do alike with the idTagInfo of their answers.
 
@@ -15,7 +15,9 @@ EAuthorizationStatus ToAuthorizationStatus(Ocpp16::IdTagInfoCommon::EAuthorizati
 // The idTagInfo of an answer whose status is none of the five texts: it is logged and counts as Invalid.
 Ocpp16::IdTagInfoCommon::idTagInfo ToInvalid(const Ocpp16::IdTagInfoCommon::foreignIdTagInfo& info);
 
-// Tells the authorization manager what the backoffice said of `idTag`. An absent parent is the empty text; an expiry
-// date that cannot be read is logged and counts as absent.
+// When what `info` says ends; empty: never. A date that cannot be read is logged and counts as absent.
+IAuthorizationManager::CExpiry ReadExpiry(const Ocpp16::IdTagInfoCommon::idTagInfo& info);
+
+// Tells the authorization manager what the backoffice said of `idTag`. An absent parent is the empty text.
 void UpdateAuthorizationCache(const ISystemAccessInterface& systemAccess, const std::string& idTag,
                               const Ocpp16::IdTagInfoCommon::idTagInfo& info);
