@@ -60,6 +60,7 @@ export function makeMethods(station) {
       GetConnectorInfo: ({ connector: number }) => {
         if (!isConnector(number)) return { state: 0 };
         const { idTag } = station;
+        station.sessionEvents.asked();
         return { state: connector.state, ...(idTag && { id_tag: idTag }) };
       },
     },

@@ -6,13 +6,15 @@
 // session's start what it was told before.
 //
 // While events are told late, the identification of the connector is that of the session which the event belongs to: secc
-// asks for it while it handles the event.
+// asks for it while it handles the event, unless it knows the event.
 
 export const DEFAULT_EVENT_TIMES = Object.freeze({
   /** How long the stream must last until an event on it counts as taken. */
   sureMs: 5000,
   /** How long an event that is told late has the identification for itself. */
   lateMs: 400,
+  /** True: only until secc asks for it. For a secc that asks for nothing else; then no machine is too slow for the time. */
+  lateUntilAsked: false,
 });
 
 /**
@@ -65,6 +67,14 @@ export class SessionEvents {
   /** The identification while an event is told late; null when that of the connector counts. */
   get lateTag() {
     return this.#late;
+  }
+
+  /** secc has asked for the identification. */
+  asked() {
+    if (this.#late === null || !this.#times.lateUntilAsked) return;
+    this.#cancelLate();
+    this.#late = null;
+    this.attend();
   }
 
   /** A session has started. @param {object} reading of the meter at its start */

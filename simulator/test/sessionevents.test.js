@@ -11,10 +11,10 @@ let attended;
 let presentTag;
 let events;
 
-function make(saved) {
+function make(saved, times = {}) {
   return new SessionEvents({
     clock,
-    times: TIMES,
+    times: { ...TIMES, ...times },
     saved,
     send: (notification) => sent.push(notification.session_started ? 'start' : 'stop'),
     isAttended: () => attended,
@@ -83,6 +83,21 @@ test('events of several sessions wait for one another, each with its identificat
   clock.advance(TIMES.lateMs);
   assert.deepEqual([sent.length, events.lateTag], [3, null]);
   assert.deepEqual(sent, ['start', 'stop', 'start']);
+});
+
+test('an event may have its identification until secc asks for it', () => {
+  events = make({}, { lateUntilAsked: true });
+  attended = false;
+  events.started('A', {});
+  events.stopped('A', {}, 4);
+  attended = true;
+  presentTag = '';
+  events.attend();
+  assert.deepEqual([sent.length, events.lateTag], [1, 'A']);
+  events.asked();
+  assert.deepEqual([sent.length, events.lateTag], [2, 'A']);
+  events.asked();
+  assert.deepEqual([sent.length, events.lateTag], [2, null]);
 });
 
 test('a stream that ends in the middle of late events begins them anew, in order', () => {
