@@ -11,6 +11,7 @@
 #include "src/components/ibackoffice.h"
 #include "src/components/iocpp.h"
 #include "src/components/ipersistentmessagestoragemanager.h"
+#include "src/components/isampledvalueshandler.h"
 #include "src/components/isystemaccessinterface.h"
 #include "src/components/smartcharging/ismartchargingcomponent.h"
 
@@ -196,6 +197,21 @@ bool CSessionClientHandler::IsRunning(const std::string& start) const
   return session->hasEnded || mSystemAccess.GetSeccPersistentData(mConnector)->GetBool(kOpenedTransaction, false);
 }
 
+// A session whose start is told late, as after a kill, may have ended, and then the meter shows nothing of it any more.
+bool CSessionClientHandler::IsOver(const ipc::MMeterData& start) const
+{
+  const auto meter = mSystemAccess.GetSampledValuesHandler(mConnector);
+  if (meter == nullptr || !start.has_session_start_energy()) return false;
+  try {
+    const auto reading = meter->GetMeterData();
+    if (reading.session_start_energy() > start.session_start_energy()) return true;
+    return SSessionRecord::StartOf(reading) == SSessionRecord::StartOf(start) && !reading.session_end_time().empty();
+  } catch (const Rpc::CommunicationException&) {
+    // Whoever schedules the samples cannot reach it either, and says so.
+    return false;
+  }
+}
+
 void CSessionClientHandler::HandleStateChanged(const ipc::MConnectorState& state)
 {
   LOG_DEBUG("{}Receiving StateChanged notification, to {}", mLogPrefix, ipc::EConnectorState_Name(state.state()));
@@ -228,7 +244,7 @@ void CSessionClientHandler::HandleSessionStarted(const ipc::MMeterData& meterDat
         {{EOperationParameter::EConnectorId, int64_t{mConnector}}, {EOperationParameter::EMeterData, meterData}});
   }
   StoreOpenedTransaction(true);
-  ocpp.ScheduleOcppSessionMeterValues(mConnector);
+  if (!IsOver(meterData)) ocpp.ScheduleOcppSessionMeterValues(mConnector);
   if (auto* smartCharging = mSystemAccess.GetSmartChargingComponent()) smartCharging->OnTransactionStart();
 }
 

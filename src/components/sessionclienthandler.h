@@ -62,6 +62,7 @@ class CSessionClientHandler : public ISessionClientHandler {
   bool IsReported(const std::string& start) const;
   bool HasEnded(const std::string& start) const;
   bool IsRunning(const std::string& start) const;
+  bool IsOver(const ipc::MMeterData& start) const;
 
   // Constant after construction.
   const uint32_t mConnector;

@@ -1,13 +1,41 @@
 // The session manager cannot know what a process that was killed had come to, and tells again: nothing may be lost, and
 // nothing reported twice, whenever the kill came.
 
+#include "platform/commutil/communicationexception.h"
+#include "src/components/isampledvalueshandler.h"
 #include "src/components/sessionrecord.h"
 #include "tests/unit/src/components/sessionclienthandler/sessionclientfixture.h"
 
 namespace {
 
+// A meter that shows one reading, or is out of reach.
+class CShownReading : public ISampledValuesHandler {
+ public:
+  ipc::MMeterData GetMeterData() override
+  {
+    if (unreachable) throw Rpc::CommunicationException("meter is away");
+    return reading;
+  }
+  SSampledValues GetSampledValues() override { return {}; }
+  ipc::MMeterSessions GetMeterSessions() override { return {}; }
+  std::string GetOngoingSessionStartTime() override { return {}; }
+  int64_t UpdateSampleIntervalBaseline(int64_t) override { return 0; }
+  int64_t UpdateClockAlignedBaseline(int64_t) override { return 0; }
+  void UpdateTemperatures(const ipc::MMcuStatus&) override {}
+
+  ipc::MMeterData reading;
+  bool unreachable = false;
+};
+
 class SessionToldAgain : public CSessionClientTest {
  protected:
+  std::shared_ptr<CShownReading> Show(const ipc::MMeterData& reading)
+  {
+    auto meter = std::make_shared<CShownReading>();
+    meter->reading = reading;
+    mAccess.RegisterHandle(std::shared_ptr<ISampledValuesHandler>(meter), 1);
+    return meter;
+  }
   static ipc::MMeterData Start(const std::string& time, int64_t registerMilliWh)
   {
     auto data = Reading(registerMilliWh);
@@ -193,6 +221,46 @@ TEST_F(SessionToldAgain, StopOfASessionWithoutEnergyToldTwiceToOneProcessIsRepor
   mHandler->HandleSessionStopped(end, 4);
   mHandler->HandleSessionStopped(end, 4);
   EXPECT_EQ(Pushed(), (std::vector{kStart, kStop}));
+}
+
+TEST_F(SessionToldAgain, SessionToldOfAfterItsEndIsNotSampled)
+{
+  Show(mFirstEnd);
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  EXPECT_EQ(TakeCalls(), (CCalls{"StartTransaction", "OnTransactionStart"}));
+}
+
+TEST_F(SessionToldAgain, SessionToldOfWhenTheNextOneRunsIsNotSampled)
+{
+  Show(mSecond);
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  EXPECT_EQ(TakeCalls(), (CCalls{"StartTransaction", "OnTransactionStart"}));
+}
+
+TEST_F(SessionToldAgain, SessionThatRunsIsSampled)
+{
+  Show(mFirst);
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  EXPECT_EQ(TakeCalls(), (CCalls{"StartTransaction", "ScheduleOcppSessionMeterValues", "OnTransactionStart"}));
+}
+
+TEST_F(SessionToldAgain, MeterThatStillShowsTheSessionBeforeDoesNotKeepTheSamplesAway)
+{
+  Show(mFirstEnd);
+  BeginSessions();
+  mHandler->HandleSessionStarted(mSecond);
+  EXPECT_EQ(TakeCalls(), (CCalls{"StartTransaction", "ScheduleOcppSessionMeterValues", "OnTransactionStart"}));
+}
+
+TEST_F(SessionToldAgain, UnreachableMeterLeavesTheSamplesToWhoeverSchedulesThem)
+{
+  Show(mFirstEnd)->unreachable = true;
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  EXPECT_EQ(TakeCalls(), (CCalls{"StartTransaction", "ScheduleOcppSessionMeterValues", "OnTransactionStart"}));
 }
 
 TEST_F(SessionToldAgain, ReadingWithoutStartIsNeverTakenForAnEarlierSession)
