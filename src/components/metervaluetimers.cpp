@@ -83,7 +83,8 @@ void CMeterValueTimers::ScheduleSession(uint32_t connector)
 void CMeterValueTimers::CancelSession(uint32_t connector)
 {
   if (!IsConnector(connector)) return;
-  mWorker->NonBlockingCall([this, connector] {
+  // Waits for a sample that is being taken: it must not come behind the end of its session.
+  mWorker->BlockingCall([this, connector] {
     auto& session = mSessions[connector - 1];
     session.active = false;
     StartSamples(connector, {}, std::chrono::seconds(0));

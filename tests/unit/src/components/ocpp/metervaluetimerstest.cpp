@@ -1,5 +1,9 @@
 #include "src/components/metervaluetimers.h"
 
+#include <atomic>
+#include <future>
+#include <thread>
+
 #include "platform/clock/timetext.h"
 #include "tests/unit/src/components/ocpp/ocppfixture.h"
 
@@ -44,6 +48,30 @@ TEST_F(CMeterValueTimersTest, SessionIsSampledAtOnceAndAtItsInterval)
   mOcpp->CancelOcppSessionMeterValues(1);
   mClock.AdvanceBy(10min);
   EXPECT_TRUE(primary->TakeActions().empty());
+}
+
+TEST_F(CMeterValueTimersTest, SampleBeingTakenWhenTheSessionEndsIsPushedBeforeTheCancellationReturns)
+{
+  const auto primary = AddAccepted(kPrimary);
+  std::promise<void> begun;
+  std::promise<void> goOn;
+  mFactory->prepareFailure = [&] {
+    begun.set_value();
+    goOn.get_future().wait();
+  };
+  mOcpp->ScheduleOcppSessionMeterValues(1);
+  begun.get_future().wait();
+  std::atomic<bool> isCancelling{false};
+  std::vector<std::string> pushed;
+  std::thread session([&] {
+    isCancelling = true;
+    mOcpp->CancelOcppSessionMeterValues(1);
+    pushed = primary->TakeActions();
+  });
+  while (!isCancelling) std::this_thread::yield();
+  goOn.set_value();
+  session.join();
+  EXPECT_EQ(pushed, CActions{"MeterValues"});
 }
 
 TEST_F(CMeterValueTimersTest, WithoutAPrimaryNothingIsSampled)
