@@ -1,4 +1,5 @@
-# The message core around the operations: framing, what of it may be logged, and the store of transaction messages.
+# The message core around the operations: framing, what of a frame may be logged (for the link too), and the store of
+# transaction messages.
 add_library(secc_secretmask STATIC secretmask.cpp)
 target_link_libraries(secc_secretmask PUBLIC secc_base)
 

@@ -78,11 +78,20 @@ SToken FindPassword(std::string_view value)
   return {colon + 1, at - colon - 1};
 }
 
-// Is the string that ends before `position` the name of a member?
-bool IsFollowedByColon(std::string_view text, size_t position)
+enum class ERole {
+  EText,            // a value, or an element of a list
+  ENameOfText,      // the name of a member whose value is a string
+  ENameOfAnything,  // the name of any other member
+};
+
+// What the string whose closing quote is at `position` is.
+ERole RoleOf(std::string_view text, size_t position)
 {
-  const auto next = text.find_first_not_of(" \t\r\n", std::min(position + 1, text.size()));
-  return next != std::string_view::npos && text[next] == ':';
+  constexpr std::string_view kSpace = " \t\r\n";
+  const auto colon = text.find_first_not_of(kSpace, std::min(position + 1, text.size()));
+  if (colon == std::string_view::npos || text[colon] != ':') return ERole::EText;
+  const auto value = text.find_first_not_of(kSpace, colon + 1);
+  return value != std::string_view::npos && text[value] == '"' ? ERole::ENameOfText : ERole::ENameOfAnything;
 }
 
 }  // namespace
@@ -104,10 +113,19 @@ std::string MaskSecrets(std::string_view text)
     if (isSecretValue) {
       mask(*token);
       isSecretValue = false;
-    } else if (IsFollowedByColon(text, token->begin + token->length)) {
-      isSecretValue = IsSecretKey(value) || (namesSecret && value == "value");
-    } else if (const auto password = FindPassword(value); password.length > 0) {
-      mask({token->begin + password.begin, password.length});
+      continue;
+    }
+    switch (RoleOf(text, token->begin + token->length)) {
+      case ERole::ENameOfText:
+        isSecretValue = IsSecretKey(value) || (namesSecret && value == "value");
+        break;
+      case ERole::ENameOfAnything:
+        break;
+      case ERole::EText:
+        if (const auto password = FindPassword(value); password.length > 0) {
+          mask({token->begin + password.begin, password.length});
+        }
+        break;
     }
   }
   masked.append(text.substr(copied));

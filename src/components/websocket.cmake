@@ -2,9 +2,12 @@ add_library(secc_hostinfo STATIC hostinfo.cpp)
 target_link_libraries(secc_hostinfo PUBLIC secc_base secc_log)
 
 add_library(
-  secc_websocketclient STATIC basicauth.cpp framemask.cpp reconnectdelay.cpp websocketclient.cpp
-                              websocketclientevents.cpp websocketclosecode.cpp websockettls.cpp)
-target_link_libraries(secc_websocketclient PUBLIC secc_base secc_log secc_worker secc_operation_model PRIVATE secc_toolbox)
+  secc_websocketclient STATIC basicauth.cpp reconnectdelay.cpp websocketclient.cpp websocketclientevents.cpp
+                              websocketclosecode.cpp websockettls.cpp)
+target_link_libraries(
+  secc_websocketclient
+  PUBLIC secc_base secc_log secc_worker secc_operation_model
+  PRIVATE secc_secretmask secc_toolbox)
 
 # The websocket library with its network layer and TLS engine: one source, which takes long to compile.
 add_library(secc_websocketppwrapper STATIC websocketppwrapper.cpp)

@@ -3,9 +3,9 @@
 #include <exception>
 
 #include "platform/iclogger/log.h"
-#include "src/components/framemask.h"
 #include "src/components/idiagnosticsclienthandler.h"
 #include "src/components/ihostinfo.h"
+#include "src/components/secretmask.h"
 #include "src/components/websocketclient.h"
 #include "src/components/websocketclosecode.h"
 
@@ -212,7 +212,7 @@ void CWebsocketClient::OnMessageHandler(EOpcode opcode, const std::string& paylo
     LOG_WARNING("[{}] Binary message payload is not supported", Name());
     return;
   }
-  if (Log::IsEnabled(Log::ELogLevel::EDebug)) LOG_DEBUG("[{}] Text message payload: {}", Name(), MaskFrame(payload));
+  if (Log::IsEnabled(Log::ELogLevel::EDebug)) LOG_DEBUG("[{}] Text message payload: {}", Name(), MaskSecrets(payload));
   COnMessage callback;
   {
     CLock lock(mCallbackMutex);
