@@ -354,6 +354,21 @@ TEST_F(CBackofficeTest, FourTimeoutsInARowForceAReconnect)
   EXPECT_TRUE(mLog.Contains("Send operation timeout: 3/3 for backoffice: Cpo Backoffice"));
 }
 
+TEST_F(CBackofficeTest, TimeoutsAfterAFailedAttemptToConnectCount)
+{
+  const auto backoffice = MakePrimary();
+  backoffice->SetEnabled(true);
+  backoffice->Connect(true);
+  mLink->SetStatus(EWebsocketStatus::EFailed);
+  for (int i = 0; i < 4; ++i) mHandler->timeout(MakeOperation());
+  mClock.WaitIdle();
+  EXPECT_EQ(mLink->GetConnectCount(), 2);
+  for (const char* count : {"0", "1", "2", "3"}) {
+    const auto text = "Send operation timeout: " + std::string(count) + "/3 for backoffice: Cpo Backoffice";
+    EXPECT_EQ(mLog.Count(Log::ELogLevel::EDebug, text), 1U) << text;
+  }
+}
+
 TEST_F(CBackofficeTest, AnAnsweredCallStartsTheCountOver)
 {
   const auto backoffice = MakePrimary();
