@@ -79,6 +79,16 @@ TEST_F(CProcessControlServiceTest, StartReportsUninitializedOnce)
   EXPECT_EQ(TakeStates(), CStates{ipc::EStateUninitialized});
 }
 
+TEST_F(CProcessControlServiceTest, RequestThatCameBeforeTheStartIsServedAfterTheReportOfUninitialized)
+{
+  auto event = std::make_shared<CSeccHsmEvent<EExtDisableReq>>();
+  auto handled = event->GetFuture();
+  mHsm->Post(std::move(event));
+  Run();
+  EXPECT_EQ(TakeStates(), (CStates{ipc::EStateUninitialized, ipc::EStateDisabled}));
+  EXPECT_TRUE(handled.get());
+}
+
 TEST_F(CProcessControlServiceTest, EnableInUninitializedIsIllegalAndReportsNothing)
 {
   Run();
