@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -200,15 +201,6 @@ TEST_F(CSeccHsmTest, TerminateInEnabledRunsTheExitActionsAndEndsTheRun)
   EXPECT_TRUE(mLog.Contains("State _Final_Statemachine: entry"));
 }
 
-TEST_F(CSeccHsmTest, TerminateLeavesEveryState)
-{
-  Run();
-  Send<EIntFatalError>();
-  EXPECT_TRUE(Send<EIntTerminate>());
-  mThread->Join();
-  EXPECT_EQ(mHsm.GetStateId(), EFinal);
-}
-
 TEST_F(CSeccHsmTest, EventsBehindTheEndAreDroppedAndTheirPromiseIsBroken)
 {
   // Queued before the machine runs, so that all of them lie behind one another.
@@ -264,20 +256,88 @@ TEST(CSeccHsm, ActionWithoutMachineThrows)
   }
 }
 
+// The states in which the machine waits for somebody.
+class CSeccHsmRestingStateTest : public CSeccHsmTest, public testing::WithParamInterface<ESeccState> {
+ protected:
+  void Reach()
+  {
+    Run();
+    if (GetParam() == EFatalError) Send<EIntFatalError>();
+    if (GetParam() == EDisabled || GetParam() == EEnabled) Send<EExtDisableReq>();
+    if (GetParam() == EEnabled) Send<EExtEnableReq>();
+    ASSERT_EQ(mHsm.GetStateId(), GetParam());
+    TakeCalls();
+  }
+};
+
+TEST_P(CSeccHsmRestingStateTest, TerminateEndsTheRun)
+{
+  Reach();
+  EXPECT_TRUE(Send<EIntTerminate>());
+  mThread->Join();
+  EXPECT_EQ(mHsm.GetStateId(), EFinal);
+}
+
+TEST_P(CSeccHsmRestingStateTest, FatalErrorIsEntered)
+{
+  Reach();
+  EXPECT_TRUE(Send<EIntFatalError>());
+  EXPECT_EQ(mHsm.GetStateId(), EFatalError);
+  EXPECT_EQ(TakeCalls().back(), "ExtFatalErrorRsp");
+}
+
+TEST_P(CSeccHsmRestingStateTest, ErrorOfASiblingEndsInDisabledUnlessTheErrorIsFatal)
+{
+  Reach();
+  EXPECT_TRUE(Send<EExtError>());
+  EXPECT_EQ(mHsm.GetStateId(), GetParam() == EFatalError ? EFatalError : EDisabled);
+  EXPECT_EQ(TakeCalls().back(), GetParam() == EFatalError ? "ExtFatalErrorRsp" : "ExtDisabledRsp");
+}
+
+INSTANTIATE_TEST_SUITE_P(All, CSeccHsmRestingStateTest,
+                         testing::Values(EUninitialized, EDisabled, EEnabled, EFatalError), [](const auto& state) {
+                           return SHsmTraits<CSeccHsmActionHandlerBase>::StateName(state.param);
+                         });
+
 TEST(CSeccHsm, TableHasExactlyTheKnownRules)
 {
   using CTraits = SHsmTraits<CSeccHsmActionHandlerBase>;
-  int rules = 0;
+  // State and event lead to a state; kHsmNoTarget is a reaction in place.
+  const std::map<std::pair<int, int>, int> expected = {
+      {{EUninitialized, EExtDisableReq}, EInitializing},
+      {{EInitializing, EIntInitializingDone}, EDisabled},
+      {{EDisabled, EExtEnableReq}, EEnabling},
+      {{EDisabled, EExtDisableReq}, kHsmNoTarget},
+      {{EEnabling, EIntEnablingDone}, EEnabled},
+      {{EEnabled, EExtDisableReq}, EDisabling},
+      {{EEnabled, EExtEnableReq}, kHsmNoTarget},
+      {{EDisabling, EIntDisablingDone}, EDisabled},
+      {{EError, EIntRecover}, ERecovering},
+      {{ERecovering, EIntRecoveringDone}, EDisabled},
+      {{EFatalError, EIntError}, kHsmNoTarget},
+      {{EFatalError, EExtDisableReq}, kHsmNoTarget},
+      {{EFatalError, EExtEnableReq}, kHsmNoTarget},
+      {{ETerminating, EIntTerminatingDone}, EFinal},
+      {{EStatemachine, EIntError}, EError},
+      {{EStatemachine, EIntFatalError}, EFatalError},
+      {{EStatemachine, EIntTerminate}, ETerminating},
+      {{EStatemachine, EExtError}, kHsmNoTarget},
+  };
   const std::type_index events[] = {typeid(CSeccHsmEvent<0>), typeid(CSeccHsmEvent<1>),  typeid(CSeccHsmEvent<2>),
                                     typeid(CSeccHsmEvent<3>), typeid(CSeccHsmEvent<4>),  typeid(CSeccHsmEvent<5>),
                                     typeid(CSeccHsmEvent<6>), typeid(CSeccHsmEvent<7>),  typeid(CSeccHsmEvent<8>),
                                     typeid(CSeccHsmEvent<9>), typeid(CSeccHsmEvent<10>), typeid(CSeccHsmEvent<11>)};
+  std::map<std::pair<int, int>, int> rules;
   for (int state = EStatemachine; state <= EFinal; ++state) {
-    for (const auto& event : events) {
-      if (CTraits::FindRule(state, event) != nullptr) ++rules;
+    for (int event = EExtDisableReq; event <= EIntTerminatingDone; ++event) {
+      const auto* rule = CTraits::FindRule(state, events[event]);
+      if (rule == nullptr) continue;
+      rules[{state, event}] = rule->target;
+      // A rule that leads nowhere is there for what it does.
+      EXPECT_EQ(rule->action != nullptr, rule->target == kHsmNoTarget) << CTraits::StateName(state);
     }
   }
-  EXPECT_EQ(rules, 18);
+  EXPECT_EQ(rules, expected);
 }
 
 }  // namespace
