@@ -282,3 +282,25 @@ TEST_F(OperationQueueManager, OrderInTheStoreIsTheOrderInTheQueueWhoeverPushes)
   EXPECT_EQ(queued.size(), 200u);
   EXPECT_EQ(queued, mStorage.GetIds());
 }
+
+TEST_F(OperationQueueManager, EveryOperationLeavesATraceOfItsName)
+{
+  const auto start = StartTransaction("start");
+  mPrimary.PushOutOperation(start);
+  mPrimary.PushOutOperationToFront(Heartbeat("1"));
+  mPrimary.PushResendReqOperation(start);
+  mPrimary.UpdateStoredPayload(start);
+  mPrimary.PopResendReqOperation();
+  mPrimary.GetAndPopOperation();
+  mPrimary.GetFrontOperation();
+  mPrimary.IsOpQueueEmpty();
+  mPrimary.IsResendReqOpQueueEmpty();
+  mPrimary.GetNumOpInOpQueue();
+  mPrimary.GetNumOpInResendReqOpQueue();
+  for (const std::string name :
+       {"PushOutOperation", "PushOutOperationToFront", "PushResendReqOperation", "PopResendReqOperation",
+        "IsOpQueueEmpty", "IsResendReqOpQueueEmpty", "GetResendReqOperation", "GetAndPopOperation", "GetFrontOperation",
+        "GetNumOpInOpQueue", "GetNumOpInResendReqOpQueue", "UpdateStoredPayload"}) {
+    EXPECT_EQ(mLog.Count(Log::ELogLevel::ETrace, "COperationQueueManager::" + name), 1u) << name;
+  }
+}
