@@ -145,8 +145,9 @@ TEST_F(OperationFactory, ActionsThatAreNeverOfferedGiveNothingAndALogLine)
 
 TEST_F(OperationFactory, OutCallIsOfTheClassThatItsTypeNames)
 {
-  for (const auto type : {EOutOpType::EBootNotification, EOutOpType::EHeartbeat, EOutOpType::EMeterValues,
-                          EOutOpType::EStartTransaction, EOutOpType::EStopTransaction}) {
+  for (const auto type :
+       {EOutOpType::EBootNotification, EOutOpType::EHeartbeat, EOutOpType::EMeterValues,
+        EOutOpType::EStatusNotification, EOutOpType::EStartTransaction, EOutOpType::EStopTransaction}) {
     const auto operation = mFactory.CreateOutOperation(type);
     ASSERT_NE(operation, nullptr) << OutOpTypeToName(type);
     EXPECT_EQ(operation->GetAction(), OutOpTypeToName(type));
