@@ -75,6 +75,18 @@ TEST_F(MessageCore, PayloadWithALineFeedIsAFormationViolation)
   EXPECT_EQ(AnswerTo(ResetWith("\n{\"type\":\"Hard\"}")), "ProtocolError");
 }
 
+TEST_F(MessageCore, MissingRequiredMemberIsAFormationViolationAndNoOccurenceConstraintViolation)
+{
+  EXPECT_EQ(AnswerTo(ResetWith("{}")), "FormationViolation");
+  EXPECT_TRUE(mLog.ContainsPart("key 'type' not found"));
+}
+
+TEST_F(MessageCore, EnumerationInLowerCaseIsAFormationViolation)
+{
+  EXPECT_EQ(AnswerTo(ResetWith(R"({"type":"hard"})")), "FormationViolation");
+  EXPECT_TRUE(mLog.ContainsPart("Input JSON does not conform to schema"));
+}
+
 TEST_F(MessageCore, ResultForAnIdWithABlankMatchesNothing)
 {
   StartSender();
