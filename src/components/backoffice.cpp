@@ -110,6 +110,7 @@ void CBackoffice::ConnectMessageHandler()
              const std::string& details) { mOperationHandler->HandleInError(id, code, description, details, mId); });
   // An action that has a name but no entry in the factory throws out of the handler; the link survives it.
   mWebsocketClient->SetOnMessageCallback([this](std::string_view text) {
+    if (!mMessageHandler->IsAllCallbackSet()) return;
     try {
       mMessageHandler->ParseMessage(std::string(text));
     } catch (const std::exception& error) {
