@@ -9,6 +9,13 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// Lets a test answer with a status that no payload can hold.
+class CExposedBootNotification : public CBootNotificationOutCall {
+ public:
+  using CBootNotificationOutCall::CBootNotificationOutCall;
+  using CBootNotificationOutCall::ResponseAction;
+};
+
 class CBootNotificationTest : public COcppFixture {
  protected:
   CBootNotificationTest()
@@ -72,6 +79,7 @@ TEST_F(CBootNotificationTest, ModemIsToldOnlyWhenPresentAndInUse)
 {
   mConfig->SetBool("HwHasLte", true);
   EXPECT_EQ(MakePayload().find("iccid"), std::string::npos);
+  EXPECT_EQ(MakePayload().find("imsi"), std::string::npos);
   mConfig->SetBool("MobileNetworkEnabled", true);
   const auto payload = MakePayload();
   EXPECT_NE(payload.find(R"("iccid":"iccid1")"), std::string::npos);
@@ -196,6 +204,25 @@ TEST_F(CBootNotificationTest, AnswerForARemovedBackofficeIsLoggedAndIgnored)
   Answer(kAuxiliary, "Accepted", 10);
   EXPECT_EQ(mLog.Count(Log::ELogLevel::EError, "[Tovira Hub] Backoffice not found for BootNotification response"), 1U);
   EXPECT_TRUE(mSession->approvals.empty());
+}
+
+TEST_F(CBootNotificationTest, StatusOfNoKnownNumberIsLoggedAndChangesNothing)
+{
+  const auto primary = AddAccepted(kPrimary);
+  CExposedBootNotification operation(&mAccess, "id");
+  operation.SetBackofficeId(kPrimary);
+  Ocpp16::BootNotification::bootNotificationResponse response;
+  response.status = static_cast<Ocpp16::BootNotification::ERegistrationStatus>(7);
+  response.currentTime = "2001-01-01T00:00:00Z";
+  response.interval = 10;
+  operation.ResponseAction(response);
+  mClock.AdvanceBy(1h);
+  EXPECT_EQ(mLog.Count(Log::ELogLevel::EError, "[Cpo Backoffice] Unknown BootNotificationConf Status"), 1U);
+  EXPECT_EQ(mLog.Count(Log::ELogLevel::EDebug, "[Cpo Backoffice] Current Time: 2001-01-01T00:00:00Z"), 1U);
+  EXPECT_EQ(primary->GetOcppStatus(), EOcppStatus::EAccepted);
+  EXPECT_EQ(mConfig->ReadInt("HeartbeatInterval"), 300);
+  EXPECT_TRUE(mSession->approvals.empty());
+  EXPECT_TRUE(primary->TakeActions().empty());
 }
 
 TEST_F(CBootNotificationTest, TheBackofficesTimeChangesNothing)

@@ -1,5 +1,6 @@
 #include "tests/unit/src/components/ocpp/ocppfixture.h"
 
+#include "src/components/operation/ocpp16/implementation/heartbeatoperation.h"
 #include "src/components/operation/ocpp_common/constraints.h"
 
 namespace {
@@ -88,6 +89,15 @@ TEST_F(COcppTest, EveryFailureToFormAPayloadIsLoggedAndPushesNothing)
     EXPECT_EQ(mOcpp->PushOutCall(EOutOpType::EHeartbeat, {kPrimary}, false, {}), EPushResult::EFailed) << text;
     EXPECT_EQ(mLog.Count(Log::ELogLevel::EError, text), 1U) << text;
   }
+  EXPECT_TRUE(primary->TakeActions().empty());
+}
+
+TEST_F(COcppTest, ExceptionOfTheJsonLibraryWhileAPayloadIsFormedIsLoggedAndPushesNothing)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mFactory->prepareFailure = [this] { CHeartbeatOutCall(&mAccess, "id").HandleResponse("{"); };
+  EXPECT_EQ(mOcpp->PushOutCall(EOutOpType::EHeartbeat, {kPrimary}, false, {}), EPushResult::EFailed);
+  EXPECT_TRUE(mLog.ContainsPart("Execute error with exception: [json.exception.parse_error.101]"));
   EXPECT_TRUE(primary->TakeActions().empty());
 }
 
@@ -180,6 +190,7 @@ TEST_F(COcppTest, DisablingClosesTheLinkAndDisables)
   mOcpp->DisableBackoffice(kPrimary);
   EXPECT_FALSE(primary->IsEnabled());
   EXPECT_EQ(primary->GetConnects(), std::vector<bool>{false});
+  EXPECT_TRUE(mLog.Contains("Disabling backoffice Cpo Backoffice ..."));
 }
 
 TEST_F(COcppTest, UnregisteredBackofficeCannotBeEnabledNorDisabled)
@@ -282,6 +293,7 @@ TEST_F(COcppTest, StoredMessagesAreQueuedOnceForThePrimaryInTheirOrder)
   EXPECT_EQ(primary->TakeActions(), (CActions{"StartTransaction", "StopTransaction"}));
   EXPECT_TRUE(auxiliary->TakeActions().empty());
   EXPECT_TRUE(mLog.Contains("Load messages from persistent storage, found 2 messages in storage"));
+  EXPECT_EQ(mLog.Count(Log::ELogLevel::ETrace, "Inserting op into backoffice Cpo Backoffice"), 2U);
   EXPECT_EQ(mStorage->GetIds(), (CActions{"a", "b"}));
   mOcpp->LoadPersistedMessages();
   EXPECT_TRUE(primary->TakeActions().empty());

@@ -12,6 +12,7 @@ TEST_F(COcppTimersTest, HeartbeatFollowsTheAcceptanceAtOnceAndThenAtItsInterval)
   mOcpp->ScheduleOcppHeartbeat(kPrimary);
   mClock.WaitIdle();
   EXPECT_EQ(primary->TakeActions(), CActions{"Heartbeat"});
+  EXPECT_EQ(mLog.Count(Log::ELogLevel::EDebug, "OcppHeartbeat is scheduled in 300 seconds"), 1U);
   mClock.AdvanceBy(900s);
   EXPECT_EQ(primary->TakeActions(), CActions(3, "Heartbeat"));
 }

@@ -40,6 +40,7 @@ TEST_F(CStatusNotificationPusherTest, TwoChangesWithinTheMinimumDurationGiveTheL
   EXPECT_TRUE(TakeStatuses(*primary).empty());
   mClock.AdvanceBy(1s);
   EXPECT_EQ(TakeStatuses(*primary), (CTexts{"0:1", "1:5"}));
+  EXPECT_EQ(mLog.Count(Log::ELogLevel::EDebug, "MinimumStatusDuration config is 2 secs"), 2U);
 }
 
 TEST_F(CStatusNotificationPusherTest, ConfirmedStateIsNotSentAgain)
@@ -169,6 +170,7 @@ TEST_F(CStatusNotificationPusherTest, FatalErrorIsToldOnceAndEndsNormalPushes)
   mOcpp->PushStatusNotification(1, {});
   mClock.AdvanceBy(1s);
   EXPECT_EQ(TakeStatuses(*primary), CTexts{"0:10:1104:10101"});
+  EXPECT_TRUE(mLog.Contains("Sending fatal error from BoardControl"));
   EXPECT_TRUE(primary->IsFatalSent());
   mClock.AdvanceBy(10s);
   EXPECT_TRUE(TakeStatuses(*primary).empty());
@@ -188,6 +190,17 @@ TEST_F(CStatusNotificationPusherTest, FatalErrorWaitsForAcceptance)
   primary->SetStatus(EOcppStatus::EAccepted);
   mClock.AdvanceBy(1s);
   EXPECT_EQ(TakeStatuses(*primary), CTexts{"0:10:1104"});
+}
+
+TEST_F(CStatusNotificationPusherTest, FatalErrorThatWasSentWhileAnotherWaitedIsNotSentAgain)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mDiagnostics->errors[0] = {1104};
+  mOcpp->PushFatalStatusNotification();
+  primary->SetFatalSent(true);
+  mClock.AdvanceBy(1s);
+  EXPECT_TRUE(TakeStatuses(*primary).empty());
+  EXPECT_EQ(mLog.Count("Fatal error already sent, ignoring further status changes"), 1U);
 }
 
 TEST_F(CStatusNotificationPusherTest, FatalErrorThatIsClearedInTimeIsNotTold)
