@@ -5,6 +5,7 @@
 
 #include "platform/commutil/communicationexception.h"
 #include "platform/iclogger/log.h"
+#include "src/components/boundedwait.h"
 #include "src/components/ibackoffice.h"
 #include "src/components/iocpp.h"
 #include "src/components/iocppconfigmanager.h"
@@ -71,7 +72,8 @@ void CMeterValueTimers::ScheduleSession(uint32_t connector)
 {
   if (mOcpp.GetPrimaryBackofficeId() == EBackofficeId::ENone || !IsConnector(connector)) return;
   if (!ReadBaseline(connector, false)) return;
-  const std::chrono::seconds interval(mSystemAccess.GetOcppConfigManager()->ReadInt("MeterValueSampleInterval"));
+  const auto interval =
+      BoundedWait(std::chrono::seconds(mSystemAccess.GetOcppConfigManager()->ReadInt("MeterValueSampleInterval")));
   mWorker->NonBlockingCall([this, connector, interval] {
     auto& session = mSessions[connector - 1];
     session.active = true;
@@ -93,7 +95,7 @@ void CMeterValueTimers::CancelSession(uint32_t connector)
 
 void CMeterValueTimers::ChangeSampleInterval(std::chrono::seconds interval)
 {
-  mWorker->NonBlockingCall([this, interval] {
+  mWorker->NonBlockingCall([this, interval = BoundedWait(interval)] {
     const auto now = mWorker->GetClock().SteadyNow();
     for (uint32_t connector = 1; connector <= mSessions.size(); ++connector) {
       const auto& session = mSessions[connector - 1];
@@ -128,8 +130,9 @@ void CMeterValueTimers::StartClockAligned(EBackofficeId id)
     LOG_DEBUG("Not scheduling OCPP clock-aligned MeterValue because the charge point has not yet been accepted.");
     return;
   }
-  mClockAlignedInterval = mSystemAccess.GetOcppConfigManager()->ReadInt("ClockAlignedDataInterval");
-  LOG_INFO("ClockAligned MeterValue interval is configured as {} seconds", mClockAlignedInterval.load());
+  const int64_t interval = mSystemAccess.GetOcppConfigManager()->ReadInt("ClockAlignedDataInterval");
+  mClockAlignedInterval = BoundedWait(std::chrono::seconds(interval)).count();
+  LOG_INFO("ClockAligned MeterValue interval is configured as {} seconds", interval);
   if (mClockAlignedInterval <= 0) {
     LOG_INFO("ClockAlignedDataInterval is 0, clock aligned meter value is not scheduled.");
     return;

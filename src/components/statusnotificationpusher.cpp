@@ -4,6 +4,7 @@
 
 #include "platform/iclogger/log.h"
 #include "platform/iipc/texts.h"
+#include "src/components/boundedwait.h"
 #include "src/components/ibackoffice.h"
 #include "src/components/idiagnosticsclienthandler.h"
 #include "src/components/iocppconfigmanager.h"
@@ -42,7 +43,7 @@ void CStatusNotificationPusher::Push(uint32_t connectorSelector, const IOcpp::CB
   }
   backoffice->GetStatusTimer().Replace(
       mWorker->AddCall([this, connectorSelector, ids] { HandlePush(connectorSelector, ids); },
-                       mWorker->GetClock().SteadyNow() + duration, std::chrono::nanoseconds(0)));
+                       mWorker->GetClock().SteadyNow() + BoundedWait(duration), std::chrono::nanoseconds(0)));
 }
 
 void CStatusNotificationPusher::HandlePush(uint32_t connectorSelector, const IOcpp::CBackofficeIds& backofficeIds)

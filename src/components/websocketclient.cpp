@@ -6,6 +6,7 @@
 
 #include "platform/iclogger/log.h"
 #include "src/components/basicauth.h"
+#include "src/components/boundedwait.h"
 #include "src/components/idiagnosticsclienthandler.h"
 #include "src/components/ihostinfo.h"
 
@@ -311,7 +312,7 @@ bool CWebsocketClient::PrepareConnection(IConnection& connection)
   connection.SetHandlers(std::move(handlers));
 
   SHostSettings settings = mHostInfo->GetSettings();
-  connection.SetPongTimeout(std::chrono::milliseconds(settings.pongTimeout * 1000));
+  connection.SetPongTimeout(BoundedWait(std::chrono::seconds(settings.pongTimeout)));
   std::error_code error;
   connection.AddSubprotocol(kSubprotocol, error);
   if (error) LOG_ERROR("[{}] Cannot ask for subprotocol {}: {}", Name(), kSubprotocol, error.message());

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "platform/iclogger/log.h"
+#include "src/components/boundedwait.h"
 #include "src/components/idiagnosticsclienthandler.h"
 #include "src/components/ihostinfo.h"
 #include "src/components/secretmask.h"
@@ -57,8 +58,8 @@ void CWebsocketClient::OnOpenHandler(const CConnectionHandle& handle)
 
 void CWebsocketClient::SchedulePing(const CConnectionHandle& handle)
 {
-  const std::chrono::seconds interval(mHostInfo->GetSettings().pingInterval);
-  if (interval.count() <= 0) {
+  const auto interval = BoundedWait(std::chrono::seconds(mHostInfo->GetSettings().pingInterval));
+  if (interval.count() == 0) {
     LOG_INFO("[{}] Websocket ping interval is set to 0, pingpong is not schedeuled", Name());
     return;
   }

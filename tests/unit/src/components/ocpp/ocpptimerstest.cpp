@@ -116,6 +116,32 @@ TEST_F(COcppTimersTest, BlockingTimeThatEndsAfterAcceptanceSendsNothing)
   EXPECT_TRUE(primary->TakeActions().empty());
 }
 
+TEST_F(COcppTimersTest, AbsurdIntervalsOfMeterValuesDoNotOverflow)
+{
+  const auto primary = AddAccepted(kPrimary);
+  for (const int64_t interval : {INT64_MAX, INT64_MAX / 1000000000 + 1}) {
+    mConfig->SetInt("ClockAlignedDataInterval", interval);
+    mOcpp->StartClockAlignedMeterValue(kPrimary);
+    mClock.AdvanceBy(24h);
+    // Midnight is a reading at any interval.
+    EXPECT_EQ(primary->TakeActions(), CActions{"MeterValues"}) << interval;
+    mConfig->SetInt("ClockAlignedDataInterval", 0);
+    mOcpp->StartClockAlignedMeterValue(kPrimary);
+
+    mConfig->SetInt("MeterValueSampleInterval", 60);
+    mOcpp->ScheduleOcppSessionMeterValues(1);
+    mClock.AdvanceBy(30s);
+    EXPECT_EQ(primary->TakeActions(), CActions{"MeterValues"}) << interval;
+    mConfig->SetInt("MeterValueSampleInterval", interval);
+    mClock.AdvanceBy(24h);
+    EXPECT_TRUE(primary->TakeActions().empty()) << interval;
+    mOcpp->ScheduleOcppSessionMeterValues(1);
+    mClock.AdvanceBy(24h);
+    EXPECT_EQ(primary->TakeActions(), CActions{"MeterValues"}) << interval;
+    mOcpp->CancelOcppSessionMeterValues(1);
+  }
+}
+
 TEST_F(COcppTimersTest, AbsurdIntervalsOfABackofficeDoNotOverflow)
 {
   const auto primary = AddAccepted(kPrimary);

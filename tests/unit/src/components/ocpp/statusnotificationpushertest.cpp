@@ -43,6 +43,15 @@ TEST_F(CStatusNotificationPusherTest, TwoChangesWithinTheMinimumDurationGiveTheL
   EXPECT_EQ(mLog.Count(Log::ELogLevel::EDebug, "MinimumStatusDuration config is 2 secs"), 2U);
 }
 
+TEST_F(CStatusNotificationPusherTest, AbsurdMinimumDurationDoesNotOverflow)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mConfig->SetInt("MinimumStatusDuration", INT64_MAX);
+  mOcpp->PushStatusNotification(1, {});
+  mClock.AdvanceBy(24h);
+  EXPECT_TRUE(TakeStatuses(*primary).empty());
+}
+
 TEST_F(CStatusNotificationPusherTest, ConfirmedStateIsNotSentAgain)
 {
   const auto primary = AddAccepted(kPrimary);

@@ -257,6 +257,18 @@ TEST_F(WebsocketPing, IntervalOfZeroLeavesTheConnectionWithoutPings)
   EXPECT_EQ(mLog.Count("[Cpo Backoffice] Websocket ping interval is set to 0, pingpong is not schedeuled"), 1u);
 }
 
+TEST_F(WebsocketPing, AbsurdIntervalAndPongTimeoutDoNotOverflow)
+{
+  SHostSettings settings = mHostInfo->GetSettings();
+  settings.pingInterval = INT64_MAX;
+  settings.pongTimeout = INT64_MAX;
+  Create(settings);
+  ConnectAndOpen();
+  mClock.AdvanceBy(1h);
+  EXPECT_THAT(PingTimes(), ElementsAre(0));
+  EXPECT_GT(mTransport->GetAttempts()[0].pongTimeout, std::chrono::hours(24 * 365));
+}
+
 TEST_F(WebsocketPing, FailingPingIsLoggedAndTheNextOneFollows)
 {
   mTransport->pingFails = true;
