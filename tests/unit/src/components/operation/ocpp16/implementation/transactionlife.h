@@ -184,6 +184,12 @@ class CTransactionLife {
   }
   size_t CountStored() const { return mStorage->GetNumStoredMessages(); }
   ISessionClientHandler& GetSession() { return *mSession; }
+  // What follows from the acceptance of the station.
+  void StartClockAligned()
+  {
+    mOcpp->GetBackoffice(mId)->SetOcppAcceptance(EOcppStatus::EAccepted);
+    mOcpp->StartClockAlignedMeterValue(mId);
+  }
 
  private:
   // Gives what it is told to send to the operation handler.

@@ -273,6 +273,27 @@ TEST_F(TransactionRoad, DenseMeterValuesAreSentAndNotStored)
   EXPECT_EQ(Life().CountStored(), 0U);
 }
 
+TEST_F(TransactionRoad, FirstClockAlignedIntervalIsTheEnergySinceClockAlignedValuesWereStarted)
+{
+  mStation.config->SetString("MeterValuesAlignedData", "Energy.Active.Import.Interval");
+  mStation.config->SetInt("ClockAlignedDataInterval", 900);
+  ipc::MMeterData reading;
+  for (const int64_t registerMilliWh : {10000000, 10250000, 10310000}) {
+    reading.set_energy_register(registerMilliWh);
+    mStation.meter->SetMeterData(reading);
+    if (registerMilliWh == 10000000) {
+      Life().StartClockAligned();
+      continue;
+    }
+    Life().AdvanceBy(900s);
+    const auto call = Expect("MeterValues");
+    const auto& sample = call.payload["meterValue"][0]["sampledValue"][0];
+    EXPECT_EQ(sample["context"], "Sample.Clock");
+    EXPECT_EQ(sample["value"], registerMilliWh == 10250000 ? "250" : "60");
+    Life().Accept(call);
+  }
+}
+
 TEST_F(TransactionRoad, AuxiliaryBesideThePrimaryNeitherGivesNorTakesAnId)
 {
   CTransactionLife auxiliary(mStation, EBackofficeId::EAuxiliary);
