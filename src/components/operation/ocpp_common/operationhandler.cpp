@@ -280,6 +280,8 @@ void COperationHandler::HaltSending(const COperation& operation)
   // Comes once a second while the link is closed and a transaction message waits.
   LOG_DEBUG("Halt sending of out call operation: {}", operation->GetAction());
   SetFor(&COperationHandler::mSendHalt, kSendHalt);
+  // Stale by the time the link returns, so nobody sends it again.
+  if (!operation->IsResendRequiredOp() && !IsResultFiltered(*operation)) GiveUp(*operation);
 }
 
 bool COperationHandler::HandleResendRequiredOp(const COperation& operation)

@@ -220,8 +220,10 @@ void COperationHandler::HandleInError(const std::string& id, const std::string& 
   const auto claim = ClaimOutCall([](const SOutCall&) { return true; });
   if (!claim) return;
   const CSlotGuard guard(*this, claim->number);
-  if (claim->operation->GetMessageId() == id && claim->operation->IsResendRequiredOp()) {
-    CountCallError(*claim->operation, code, name);
+  if (claim->operation->IsResendRequiredOp()) {
+    if (claim->operation->GetMessageId() == id) CountCallError(*claim->operation, code, name);
+  } else if (!IsResultFiltered(*claim->operation)) {
+    GiveUp(*claim->operation);
   }
 }
 

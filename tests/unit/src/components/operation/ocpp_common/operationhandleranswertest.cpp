@@ -239,6 +239,33 @@ TEST_F(OperationHandlerAnswer, ErrorWithUnexpectedIdFreesTheSlotOfTheCallInFligh
   EXPECT_EQ(TakeSentIds(), (CIds{"1", "h1"}));
 }
 
+TEST_F(OperationHandlerAnswer, OrdinaryOperationIsGivenUpAtAnErrorWhoeverItWasMeantFor)
+{
+  Start();
+  for (const char* id : {"own", "foreign"}) {
+    const auto heartbeat = Heartbeat("own");
+    Push(heartbeat);
+    Fail(id);
+    EXPECT_EQ(heartbeat->GetGiveUps(), 1) << id;
+    EXPECT_FALSE(mHandler->HasOutCall());
+  }
+}
+
+TEST_F(OperationHandlerAnswer, ErrorForAFilteredOrdinaryOperationReachesItNot)
+{
+  Start();
+  SOperationFilters filters;
+  filters.outCallResults = {std::type_index(typeid(COtherOutCall))};
+  mHandler->SetFilters(filters);
+  SFakeOutCall options;
+  options.id = "other";
+  const auto other = std::make_shared<COtherOutCall>(options);
+  Push(other);
+  Fail("other");
+  EXPECT_EQ(other->GetGiveUps(), 0);
+  EXPECT_FALSE(mHandler->HasOutCall());
+}
+
 TEST_F(OperationHandlerAnswer, ErrorWithoutACallInFlightIsOnlyLogged)
 {
   Start();

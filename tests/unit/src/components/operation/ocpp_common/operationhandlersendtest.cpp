@@ -75,6 +75,18 @@ TEST_F(OperationHandlerSend, ClosedLinkLosesAnOrdinaryOperationAndHaltsForASecon
   EXPECT_TRUE(TakeSentIds().empty());
 }
 
+TEST_F(OperationHandlerSend, OperationThatAClosedLinkLosesIsToldSoAndOneThatWaitsIsNot)
+{
+  mIsOnline = false;
+  Start();
+  const auto heartbeat = Heartbeat("h1");
+  const auto start = StartTransaction("s1");
+  Push(heartbeat);
+  Push(start);
+  EXPECT_EQ(heartbeat->GetGiveUps(), 1);
+  EXPECT_EQ(start->GetGiveUps(), 0);
+}
+
 TEST_F(OperationHandlerSend, ClosedLinkKeepsATransactionOperationAndTriesOnceASecond)
 {
   mIsOnline = false;
