@@ -1,5 +1,6 @@
 # One source per action of OCPP 1.6.
-add_library(secc_actions16 STATIC ocpp16/implementation/bootnotificationoperation.cpp
+add_library(secc_actions16 STATIC ocpp16/implementation/authorizeoperation.cpp
+                                  ocpp16/implementation/bootnotificationoperation.cpp
                                   ocpp16/implementation/clearcacheoperation.cpp
                                   ocpp16/implementation/getlocallistversionoperation.cpp
                                   ocpp16/implementation/heartbeatoperation.cpp

@@ -2,6 +2,7 @@
 
 #include <typeindex>
 
+#include "src/components/operation/ocpp16/implementation/authorizeoperation.h"
 #include "src/components/operation/ocpp16/implementation/starttransactionoperation.h"
 #include "src/components/operation/ocpp16/implementation/stoptransactionoperation.h"
 
@@ -12,8 +13,8 @@ SOperationFilters Ocpp16::GetFiltersBesidePrimary()
       EInOpType::ECancelReservation,     EInOpType::EChangeAvailability, EInOpType::ERemoteStartTransaction,
       EInOpType::ERemoteStopTransaction, EInOpType::EReserveNow,
   };
-  // Authorize joins this set with its class.
   filters.outCallResults = {
+      typeid(CAuthorizeOutCall),
       typeid(CStartTransactionOutCall),
       typeid(CStopTransactionOutCall),
   };
@@ -28,7 +29,8 @@ SOperationFilters Ocpp16::GetFiltersStandingAlone()
       EInOpType::EGetCompositeSchedule,  EInOpType::EGetLocalListVersion, EInOpType::ERemoteStartTransaction,
       EInOpType::ERemoteStopTransaction, EInOpType::EReserveNow,          EInOpType::ESendLocalList,
   };
-  // Authorize joins this set with its class.
-  filters.outCallResults = {};
+  filters.outCallResults = {
+      typeid(CAuthorizeOutCall),
+  };
   return filters;
 }

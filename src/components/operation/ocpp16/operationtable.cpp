@@ -1,5 +1,6 @@
 #include "src/components/operation/ocpp16/operationtable.h"
 
+#include "src/components/operation/ocpp16/implementation/authorizeoperation.h"
 #include "src/components/operation/ocpp16/implementation/bootnotificationoperation.h"
 #include "src/components/operation/ocpp16/implementation/clearcacheoperation.h"
 #include "src/components/operation/ocpp16/implementation/getlocallistversionoperation.h"
@@ -22,6 +23,7 @@ namespace {
 std::vector<SOutCallEntry> GetOutCalls()
 {
   return {
+      {EOutOpType::EAuthorize, NewOutCall<CAuthorizeOutCall>},
       {EOutOpType::EBootNotification, NewOutCall<CBootNotificationOutCall>},
       {EOutOpType::EHeartbeat, NewOutCall<CHeartbeatOutCall>},
       {EOutOpType::EStatusNotification, NewOutCall<CStatusNotificationOutCall>},
@@ -34,7 +36,6 @@ std::vector<SOutCallEntry> GetOutCalls()
       {EOutOpType::ESignedFirmwareStatusNotification, NoOutCall},  // firmware comes by UpdateFirmware only
 
       // Without a class so far: each gets its creator with the class.
-      {EOutOpType::EAuthorize, NoOutCall},
       {EOutOpType::EFirmwareStatusNotification, NoOutCall},
       {EOutOpType::ELogStatusNotification, NoOutCall},
       {EOutOpType::ESecurityEventNotification, NoOutCall},

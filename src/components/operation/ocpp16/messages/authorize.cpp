@@ -4,3 +4,4 @@
 
 OCPP_MESSAGE(Ocpp16::Authorize, authorizeRequest)
 OCPP_MESSAGE(Ocpp16::Authorize, authorizeResponse)
+OCPP_MESSAGE(Ocpp16::Authorize, foreignAuthorizeResponse)

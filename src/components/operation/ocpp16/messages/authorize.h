@@ -16,4 +16,9 @@ OCPP_RECORD(authorizeRequest, MEMBERS)
 OCPP_RECORD(authorizeResponse, MEMBERS)
 #undef MEMBERS
 
+// The response with a status of whatever text.
+#define MEMBERS(REQUIRED, OPTIONAL) REQUIRED(IdTagInfoCommon::foreignIdTagInfo, idTagInfo)
+OCPP_RECORD(foreignAuthorizeResponse, MEMBERS)
+#undef MEMBERS
+
 }  // namespace Ocpp16::Authorize

@@ -22,7 +22,7 @@
 #include "tests/unit/support/fakesiblings.h"
 #include "tests/unit/support/logcapture.h"
 
-// Keeps what the cache is told.
+// Keeps what the cache is told, and the requests that are handed back.
 class CFakeAuthorizationManager : public IAuthorizationManager {
  public:
   struct SUpdate {
@@ -32,6 +32,7 @@ class CFakeAuthorizationManager : public IAuthorizationManager {
     CExpiry expiry;
   };
   std::vector<SUpdate> updates;
+  std::vector<ipc::MAuthorizeRequest> handled;
 
   void Init(const std::string&) override {}
   void Authorize(ipc::MAuthorizeRequest&, bool) override {}
@@ -51,7 +52,11 @@ class CFakeAuthorizationManager : public IAuthorizationManager {
   bool IsInLocalList(const std::string&) override { return false; }
   size_t GetLocalListSize() override { return 0; }
   void HandleAuthorizeId(uint32_t, const ipc::MAuthorizeRequest&) override {}
-  bool HandleAuthorizeRequest(const ipc::MAuthorizeRequest&) override { return false; }
+  bool HandleAuthorizeRequest(const ipc::MAuthorizeRequest& request) override
+  {
+    handled.push_back(request);
+    return true;
+  }
 };
 
 // Keeps its calls, by name and connector.
