@@ -6,6 +6,7 @@
 #include "platform/iclogger/log.h"
 #include "platform/toolbox/mdns.h"
 #include "platform/toolbox/resolve.h"
+#include "src/components/authorizationmanager.h"
 #include "src/components/auxiliarykey.h"
 #include "src/components/backoffice.h"
 #include "src/components/backofficeutils.h"
@@ -134,6 +135,8 @@ void COcppComponent::CreateServices()
   mOperationFactory = std::make_shared<COperationFactory>(&access);
   mOcpp = std::make_shared<COcpp>(mClock, access, mOperationFactory,
                                   mEnvironment.resolveHost ? mEnvironment.resolveHost : Toolbox::ResolveHost);
+  mAuthorizationManager = std::make_shared<CAuthorizationManager>(
+      mClock, ipc.GetSessionManagerAuthClient(), access, [this](const std::string& domain) { return Open(domain); });
   mFeedbackClientHandler = std::make_shared<CFeedbackClientHandler>(ipc.GetFeedbackClient());
 }
 
@@ -178,6 +181,10 @@ void COcppComponent::RegisterHandlers() const
       kHandlerKey, kConnector, [this](const ipc::MMeterData& meterData, ipc::EStopSessionReason reason) {
         mSessionClientHandler->HandleSessionStopped(meterData, static_cast<uint32_t>(reason));
       });
+  ipc.RegisterSessionManagerAuthAuthorizeIdHandler(kHandlerKey,
+                                                   [this](uint32_t connector, const ipc::MAuthorizeRequest& request) {
+                                                     mAuthorizationManager->HandleAuthorizeId(connector, request);
+                                                   });
 }
 
 void COcppComponent::RegisterServices()
@@ -192,6 +199,7 @@ void COcppComponent::RegisterServices()
   access.RegisterHandle(mOcppConfigManager);
   access.RegisterHandle(mSessionClientHandler, kConnector);
   access.RegisterHandle(std::shared_ptr<IDiagnosticsClientHandler>(mDiagnosticsClientHandler));
+  access.RegisterHandle(std::shared_ptr<IAuthorizationManager>(mAuthorizationManager));
   access.RegisterHandle(std::shared_ptr<IFeedbackClientHandler>(mFeedbackClientHandler));
   access.RegisterHandle(std::shared_ptr<IPersistentMessageStorageManager>(mPersistentMessageStorage));
 }
@@ -199,6 +207,8 @@ void COcppComponent::RegisterServices()
 void COcppComponent::InitialiseServices()
 {
   RunGuarded([this] { mOcpp->Init(); });
+  // The stores' documents lie in the data directory itself.
+  mAuthorizationManager->Init("");
   RunGuarded([this] { mDiagnosticsClientHandler->Init(); });
   mSessionClientHandler->Init();
   RunGuarded([this] { CreatePrimaryBackoffice(); });

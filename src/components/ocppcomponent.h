@@ -11,6 +11,7 @@
 #include "src/components/ihostinfo.h"
 #include "src/components/iocppcomponent.h"
 
+class CAuthorizationManager;
 class CBackoffice;
 class CDiagnosticsClientHandler;
 class CFeedbackClientHandler;
@@ -122,6 +123,7 @@ class COcppComponent : public IOcppComponent {
   std::shared_ptr<CPersistentMessageStorageManager> mPersistentMessageStorage;
   std::shared_ptr<COperationFactory> mOperationFactory;
   std::shared_ptr<COcpp> mOcpp;
+  std::shared_ptr<CAuthorizationManager> mAuthorizationManager;
   std::shared_ptr<CFeedbackClientHandler> mFeedbackClientHandler;
 
   std::shared_ptr<IcConfig::IRegistration> mSboEnabledRegistration;

@@ -29,6 +29,7 @@ target_link_libraries(
          secc_sessionclient
          secc_metervalues
          secc_messagestore
+         secc_authorizationmanager
          secc_operationhandler
          secc_operationfactory
          secc_hostinfo
