@@ -1,0 +1,1 @@
+secc_fuzz_target(NAME payload SOURCES payloadfuzz.cpp LIBRARIES secc_payload_table)

@@ -1,0 +1,1 @@
+secc_fuzz_target(NAME storedrecord SOURCES storedrecordfuzz.cpp LIBRARIES secc_messagestore secc_test_config)
