@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "platform/iclogger/bundlingsink.h"
 #include "platform/iclogger/logconfig.h"
 
 namespace {
@@ -48,17 +49,19 @@ void Log::Init(const std::string& name, ELogLevel level)
   auto syslogSink = std::make_shared<spdlog::sinks::syslog_sink_mt>(name, LOG_PID, LOG_USER, false);
   auto consoleSink = std::make_shared<spdlog::sinks::stdout_color_sink_mt>();
   KeepForever(syslogSink);
-  const auto open = [&name](spdlog::sink_ptr sink) {
+  const auto open = [&name](spdlog::sink_ptr sink, spdlog::level::level_enum flushedLevel) {
     auto logger = std::make_shared<spdlog::logger>(name, std::move(sink));
     // Log's own level decides.
     logger->set_level(spdlog::level::trace);
-    logger->flush_on(spdlog::level::trace);
+    logger->flush_on(flushedLevel);
     return logger;
   };
-  auto console = open(std::move(consoleSink));
+  auto console = open(std::move(consoleSink), spdlog::level::trace);
   console->set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %n %^%l%$ %v", spdlog::pattern_time_type::utc);
   SetLogLevel(level);
-  mSyslogSink = open(std::move(syslogSink));
+  // The daemon may be slow, and a line to it costs more than all else that an incoming message does. A critical line may
+  // be the last one of the process.
+  mSyslogSink = open(std::make_shared<CBundlingSink>(std::move(syslogSink)), spdlog::level::critical);
   mConsoleSink = std::move(console);
 }
 

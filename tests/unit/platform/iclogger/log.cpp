@@ -52,10 +52,17 @@ class LogTest : public ::testing::Test {
     return lines;
   }
 
+  // What has gone to the system's log, that under way included.
+  static auto TakeSyslog()
+  {
+    if (const auto sink = Log::mSyslogSink.Get()) sink->flush();
+    return CSyslogSpy::TakeLines();
+  }
+
   static std::vector<std::string> Syslog()
   {
     std::vector<std::string> texts;
-    for (const auto& line : CSyslogSpy::TakeLines()) texts.push_back(line.text);
+    for (const auto& line : TakeSyslog()) texts.push_back(line.text);
     return texts;
   }
 
@@ -117,7 +124,7 @@ TEST_F(LogTest, SyslogCarriesTheNameOfInitAndThePriorityOfTheLevel)
   EXPECT_EQ(CSyslogSpy::GetOpenName(), "Secc");
   WriteOneOfEach();
   std::vector<int> priorities;
-  for (const auto& line : CSyslogSpy::TakeLines()) priorities.push_back(line.priority);
+  for (const auto& line : TakeSyslog()) priorities.push_back(line.priority);
   // The severities of RFC 5424: debug 7, informational 6, warning 4, error 3, critical 2.
   EXPECT_THAT(priorities, ElementsAre(7, 7, 6, 4, 3, 2));
 }
