@@ -10,7 +10,8 @@ namespace {
 constexpr std::string_view kMask = "****";
 
 // Parts of the names of settings whose values are credentials, in lower case.
-constexpr std::array<std::string_view, 4> kSecretNameParts = {"authorizationkey", "password", "psk", "apitoken"};
+constexpr std::array<std::string_view, 5> kSecretNameParts = {"authorizationkey", "password", "psk", "apitoken",
+                                                              "sharedsecret"};
 // Names are no longer than this; what is longer is not looked at.
 constexpr size_t kMaxNameLength = 60;
 

@@ -24,6 +24,8 @@ std::vector<SCase> Cases()
        R"({"key":"authorizationkey","value":"****"})"},
       {"under another name that ends alike", R"({"key":"SboAuthorizationKey","value":"0"})",
        R"({"key":"SboAuthorizationKey","value":"****"})"},
+      {"the secret of one-time passwords", R"({"key":"TOTPSharedSecret","value":"geheim12"})",
+       R"({"key":"TOTPSharedSecret","value":"****"})"},
       {"a secret member", R"({"WlanStaPsk":"0123","WlanStaSsid":"x"})", R"({"WlanStaPsk":"****","WlanStaSsid":"x"})"},
       {"a value with escaped quotes", R"({"key":"WlanApPassword","value":"a\"b\\"})",
        R"({"key":"WlanApPassword","value":"****"})"},
