@@ -1,6 +1,5 @@
 #include "src/components/ocpp.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "platform/clock/timetext.h"
@@ -9,14 +8,12 @@
 #include "platform/iipc/texts.h"
 #include "platform/iipc/timestamp.h"
 #include "src/components/backofficeutils.h"
+#include "src/components/boundedwait.h"
 #include "src/components/ibackoffice.h"
 #include "src/components/idiagnosticsclienthandler.h"
-#include "src/components/ihostinfo.h"
 #include "src/components/iocppconfigmanager.h"
 #include "src/components/ipersistentmessagestoragemanager.h"
-#include "src/components/isessionclienthandler.h"
 #include "src/components/isystemaccessinterface.h"
-#include "src/components/iwebsocketclient.h"
 #include "src/components/operation/ocpp_common/ioperationfactory.h"
 #include "src/components/operation/ocpp_common/outcalloperationbase.h"
 #include "src/components/operation/ocpp_common/payloadfault.h"
@@ -25,8 +22,6 @@ namespace {
 
 constexpr int64_t kDefaultHeartbeatInterval = 14400;  // seconds
 constexpr std::chrono::seconds kDefaultBlockingDuration{900};
-// A backoffice may order any number of seconds; beyond this one the clock's range would be left.
-constexpr std::chrono::seconds kLongestWait = std::chrono::hours(24 * 3650);
 
 // False, and a line in the log, when the payload cannot be formed.
 bool Prepare(COutCallOperationBase& operation, const COperationParameters& parameters)
@@ -115,7 +110,11 @@ EPushResult COcpp::PushOutCall(EOutOpType operation, const CBackofficeIds& backo
   std::vector<std::shared_ptr<IBackoffice>> receivers;
   for (const auto id : backofficeIds) {
     auto backoffice = GetBackoffice(id);
-    if (!backoffice || (!force && !backoffice->IsOperationAllowed(*created))) continue;
+    if (!backoffice) continue;
+    // A session may begin, or be told of, before the station's clock is trusted and the primary enabled. It is billed all
+    // the same: its start waits in the queue.
+    const bool isBilled = operation == EOutOpType::EStartTransaction && id == EBackofficeId::EPrimary;
+    if (!force && !isBilled && !backoffice->IsOperationAllowed(*created)) continue;
     receivers.push_back(std::move(backoffice));
   }
   if (receivers.empty()) return EPushResult::ENoReceiver;
@@ -180,197 +179,8 @@ void COcpp::QueueStoredMessages()
               OutOpTypeToName(message.type), message.messageId, message.payload);
   }
   mPersistedMessagesLoaded = true;
-}
-
-std::shared_ptr<IBackoffice> COcpp::GetBackoffice(EBackofficeId id)
-{
-  CLock lock(mBackofficesMutex);
-  const auto backoffice = mBackoffices.find(id);
-  return backoffice == mBackoffices.end() ? nullptr : backoffice->second;
-}
-
-EBackofficeId COcpp::GetPrimaryBackofficeId()
-{
-  CLock lock(mBackofficesMutex);
-  for (const auto& [id, backoffice] : mBackoffices) {
-    if (backoffice->GetType() == static_cast<uint8_t>(EBackofficeId::EPrimary)) return id;
-  }
-  return EBackofficeId::ENone;
-}
-
-IOcpp::CBackofficeIds COcpp::GetAuxiliaryBackofficeIds()
-{
-  CLock lock(mBackofficesMutex);
-  CBackofficeIds ids;
-  for (const auto& [id, backoffice] : mBackoffices) {
-    if (backoffice->GetType() == static_cast<uint8_t>(EBackofficeId::EAuxiliary)) ids.insert(id);
-  }
-  return ids;
-}
-
-IOcpp::CBackofficeIds COcpp::GetAllUsedBackofficeIds()
-{
-  CLock lock(mBackofficesMutex);
-  CBackofficeIds ids;
-  for (const auto& entry : mBackoffices) ids.insert(entry.first);
-  return ids;
-}
-
-std::shared_ptr<IBackoffice> COcpp::GetLeadingBackoffice()
-{
-  CLock lock(mBackofficesMutex);
-  // The primary has the lowest id, the auxiliaries follow in their order.
-  for (const auto& entry : mBackoffices) {
-    if (entry.second->IsEnabled()) return entry.second;
-  }
-  return nullptr;
-}
-
-void COcpp::AddBackoffice(std::shared_ptr<IBackoffice> backoffice)
-{
-  LOG_ENTRY("COcpp");
-  CLock add(mAddMutex);
-  const auto id = backoffice->GetId();
-  const auto primary = GetPrimaryBackofficeId();
-  if (backoffice->GetType() == static_cast<uint8_t>(EBackofficeId::EPrimary) && primary != EBackofficeId::ENone) {
-    LOG_WARNING("Attempting to add a second primary backoffice");
-    return;
-  }
-  if (GetBackoffice(id)) {
-    LOG_WARNING("Already added backoffice");
-    return;
-  }
-  RegisterHandlers(backoffice);
-  backoffice->Init();
-  {
-    CLock lock(mBackofficesMutex);
-    mBackoffices.emplace(id, std::move(backoffice));
-  }
-  LOG_INFO("Added backoffice {}", BackofficeName(id));
-}
-
-void COcpp::RemoveBackoffice(EBackofficeId id)
-{
-  LOG_ENTRY("COcpp");
-  std::shared_ptr<IBackoffice> removed;
-  {
-    CLock lock(mBackofficesMutex);
-    const auto backoffice = mBackoffices.find(id);
-    if (backoffice != mBackoffices.end() &&
-        backoffice->second->GetType() != static_cast<uint8_t>(EBackofficeId::EPrimary)) {
-      removed = std::move(backoffice->second);
-      mBackoffices.erase(backoffice);
-    }
-  }
-  if (removed) {
-    LOG_INFO("Removed backoffice {}", BackofficeName(id));
-  } else {
-    LOG_WARNING("Attempting to remove a nonexistent or primary backoffice");
-  }
-}
-
-// The callbacks find the backoffice by its id: holding it would keep a removed one alive by its own link.
-void COcpp::RegisterHandlers(const std::shared_ptr<IBackoffice>& backoffice)
-{
-  const auto id = backoffice->GetId();
-  const auto websocketClient = backoffice->GetWebsocketClient();
-  websocketClient->SetOnOpenCallback([this, id](const IWebsocketClient::CConnectionHandle&) {
-    LOG_INFO("Custom OnOpen callback for {}", BackofficeName(id));
-    PerformOnlineRoutine(id);
-  });
-  websocketClient->SetOnCloseCallback([this, id](const IWebsocketClient::CConnectionHandle&, bool) {
-    LOG_INFO("Custom closed callback for {}", BackofficeName(id));
-    PerformOfflineRoutine(id);
-  });
-  websocketClient->SetOnFailCallback([this, id](const IWebsocketClient::CConnectionHandle&, bool isSuppressed) {
-    LOG_INFO("Custom OnFail callback for {}.", BackofficeName(id));
-    HandleConnectFailure(id, isSuppressed);
-  });
-}
-
-void COcpp::HandleConnectFailure(EBackofficeId id, bool isSuppressed)
-{
-  const auto diagnostics = mSystemAccess.GetDiagnosticsClientHandler();
-  const auto backoffice = GetBackoffice(id);
-  diagnostics->ReportConnectionAborted(id);
-  if (!backoffice) return;
-  const auto hostInfo = backoffice->GetWebsocketClient()->GetHostInfo();
-  std::string host = hostInfo->IsLocalHostname() ? hostInfo->GetResolvedAddress() : std::string();
-  if (host.empty()) host = hostInfo->GetHostname();
-  if (mResolveHost(host, isSuppressed)) {
-    diagnostics->ClearDnsFailure(id);
-  } else {
-    diagnostics->ReportDnsFailure(id);
-  }
-}
-
-void COcpp::EnableBackoffice(EBackofficeId id)
-{
-  LOG_ENTRY("COcpp");
-  const auto backoffice = GetBackoffice(id);
-  if (!backoffice) {
-    LOG_ERROR("Could not enable backoffice {}: not registered", BackofficeName(id));
-    return;
-  }
-  if (backoffice->GetType() == static_cast<uint8_t>(EBackofficeId::EPrimary)) {
-    const auto session = mSystemAccess.GetSessionManager(1);
-    if (session == nullptr || !session->SetExternalChargeApproval(backoffice->IsChargingAllowed(), id)) {
-      LOG_ERROR("Initial SetExternalChargeApproval delivery failed for {}.", BackofficeName(id));
-    }
-  }
-  LOG_INFO("Enabling backoffice {} ...", BackofficeName(id));
-  backoffice->SetEnabled(true);
-  backoffice->Connect(true);
-}
-
-void COcpp::DisableBackoffice(EBackofficeId id)
-{
-  LOG_ENTRY("COcpp");
-  const auto backoffice = GetBackoffice(id);
-  if (!backoffice) {
-    LOG_ERROR("Could not disable backoffice {}: not registered", BackofficeName(id));
-    return;
-  }
-  LOG_INFO("Disabling backoffice {} ...", BackofficeName(id));
-  backoffice->Connect(false);
-  backoffice->SetEnabled(false);
-}
-
-void COcpp::PerformOnlineRoutine(EBackofficeId id)
-{
-  LOG_ENTRY("COcpp");
-  const auto backoffice = GetBackoffice(id);
-  if (!backoffice) return;
-  backoffice->SetOnline(true);
-  backoffice->SetBootAllowed(true);
-  const auto diagnostics = mSystemAccess.GetDiagnosticsClientHandler();
-  diagnostics->ReportBackofficeOnline(id);
-  diagnostics->ClearDnsFailure(id);
-  diagnostics->ReportBackendConnection(fmt::format("Connected to OCPP backoffice: {}", BackofficeName(id)));
-  switch (backoffice->GetOcppStatus()) {
-    case EOcppStatus::ENone:
-      PushOutCall(EOutOpType::EBootNotification, {id}, false, {});
-      break;
-    case EOcppStatus::EAccepted:
-      ScheduleOcppHeartbeat(id);
-      PushStatusNotification(0, {id});
-      break;
-    case EOcppStatus::EPending:
-    case EOcppStatus::ERejected:
-      break;  // the blocking timer decides
-  }
-}
-
-void COcpp::PerformOfflineRoutine(EBackofficeId id)
-{
-  LOG_ENTRY("COcpp");
-  const auto backoffice = GetBackoffice(id);
-  if (!backoffice) return;
-  backoffice->SetOnline(false);
-  CancelOcppHeartbeat(id);
-  const auto diagnostics = mSystemAccess.GetDiagnosticsClientHandler();
-  diagnostics->ReportConnectionAborted(id);
-  diagnostics->ReportBackendConnection(fmt::format("Lost connection to OCPP backoffice: {}", BackofficeName(id)));
+  lock.Unlock();
+  storage->FinishLoading();
 }
 
 void COcpp::ScheduleOcppHeartbeat(EBackofficeId id)
@@ -388,7 +198,7 @@ void COcpp::ScheduleOcppHeartbeat(EBackofficeId id)
   LOG_DEBUG("OcppHeartbeat is scheduled in {} seconds", interval);
   if (interval <= 0) interval = kDefaultHeartbeatInterval;
   backoffice->GetHeartbeatTimer().Replace(mWorker->AddCall([this, id] { SendHeartbeat(id); }, mClock.SteadyNow(),
-                                                           std::min(std::chrono::seconds(interval), kLongestWait)));
+                                                           BoundedWait(std::chrono::seconds(interval))));
 }
 
 void COcpp::SendHeartbeat(EBackofficeId id)
@@ -418,8 +228,8 @@ void COcpp::SetOperationBlockingDuration(std::chrono::seconds duration, EBackoff
   auto& timer = backoffice->GetBlockingTimer();
   if (timer.IsSet()) LOG_WARNING("BlockingTimer is already scheduled. Override with new duration");
   if (duration.count() <= 0) duration = kDefaultBlockingDuration;
-  timer.Replace(mWorker->AddCall([this, id] { HandleBlockingExpiry(id); },
-                                 mClock.SteadyNow() + std::min(duration, kLongestWait), std::chrono::nanoseconds(0)));
+  timer.Replace(mWorker->AddCall([this, id] { HandleBlockingExpiry(id); }, mClock.SteadyNow() + BoundedWait(duration),
+                                 std::chrono::nanoseconds(0)));
 }
 
 void COcpp::HandleBlockingExpiry(EBackofficeId id)
@@ -440,7 +250,11 @@ void COcpp::StartClockAlignedMeterValue(EBackofficeId id)
   mMeterValueTimers.StartClockAligned(id);
 }
 
-std::chrono::seconds COcpp::GetClockAlignedScheduledInterval() { return mMeterValueTimers.GetClockAlignedInterval(); }
+std::chrono::seconds COcpp::GetClockAlignedScheduledInterval()
+{
+  LOG_ENTRY("COcpp");
+  return mMeterValueTimers.GetClockAlignedInterval();
+}
 
 void COcpp::ScheduleOcppSessionMeterValues(uint32_t connector)
 {

@@ -8,7 +8,7 @@ add_library(secc_backoffice STATIC backoffice.cpp backofficeutils.cpp)
 target_link_libraries(secc_backoffice PUBLIC secc_base secc_log secc_worker secc_operation_model secc_messagehandler
                                              PkgConfig::JSONCPP)
 
-add_library(secc_ocpp STATIC metervaluetimers.cpp ocpp.cpp statusnotificationpusher.cpp)
+add_library(secc_ocpp STATIC metervaluetimers.cpp ocpp.cpp ocppbackoffices.cpp statusnotificationpusher.cpp)
 target_link_libraries(secc_ocpp PUBLIC secc_base secc_log secc_worker secc_operation_model secc_iipc_interfaces
                                        secc_backoffice PkgConfig::JSONCPP)
 

@@ -350,6 +350,60 @@ TEST_F(COcppTest, SecurityEventGoesToEveryBackofficeAcceptedOrNot)
   EXPECT_EQ(GetTextParameter(parameters, EOperationParameter::ESecurityEventTechnicalInformation), "by hand");
 }
 
+TEST_F(COcppTest, EveryOperationWritesItsNameAtTraceLevel)
+{
+  AddAccepted(kPrimary);
+  AddAccepted(kAuxiliary);
+  mOcpp->EnableBackoffice(kPrimary);
+  mLinks[kPrimary]->PlayOpen();
+  mOcpp->GetAuxiliaryBackofficeIds();
+  mOcpp->PushStoredOutCall({"a", EOutOpType::EStartTransaction, "{}"}, {kPrimary});
+  mOcpp->StartClockAlignedMeterValue(kPrimary);
+  mOcpp->GetClockAlignedScheduledInterval();
+  mOcpp->ScheduleOcppSessionMeterValues(1);
+  mOcpp->CancelOcppSessionMeterValues(1);
+  mOcpp->SetOperationBlockingDuration(10s, kPrimary);
+  mOcpp->LoadPersistedMessages();
+  mOcpp->PushFatalStatusNotification();
+  mOcpp->PushSecurityEventNotification({});
+  mOcpp->GetStatusNotificationParamsList(0);
+  mOcpp->GetSystemSessionState(1);
+  mLinks[kPrimary]->PlayClose();
+  mOcpp->DisableBackoffice(kPrimary);
+  mOcpp->RemoveBackoffice(kAuxiliary);
+  for (const std::string operation : {"Init",
+                                      "PushOutCall",
+                                      "GetBackoffice",
+                                      "GetPrimaryBackofficeId",
+                                      "GetAuxiliaryBackofficeIds",
+                                      "GetAllUsedBackofficeIds",
+                                      "GetLeadingBackoffice",
+                                      "PushStoredOutCall",
+                                      "ScheduleOcppHeartbeat",
+                                      "CancelOcppHeartbeat",
+                                      "StartClockAlignedMeterValue",
+                                      "GetClockAlignedScheduledInterval",
+                                      "ScheduleOcppSessionMeterValues",
+                                      "CancelOcppSessionMeterValues",
+                                      "SetOperationBlockingDuration",
+                                      "LoadPersistedMessages",
+                                      "PushStatusNotification",
+                                      "PushFatalStatusNotification",
+                                      "PushSecurityEventNotification",
+                                      "GetStatusNotificationParamsList",
+                                      "CreateSecurityEventParameters",
+                                      "GetSystemSessionState",
+                                      "AddBackoffice",
+                                      "RemoveBackoffice",
+                                      "EnableBackoffice",
+                                      "DisableBackoffice",
+                                      "RegisterHandlers",
+                                      "PerformOnlineRoutine",
+                                      "PerformOfflineRoutine"}) {
+    EXPECT_GE(mLog.Count(Log::ELogLevel::ETrace, "COcpp::" + operation), 1U) << operation;
+  }
+}
+
 TEST_F(COcppTest, SecurityEventWithoutTextHasEmptyTechnicalInformation)
 {
   ipc::MDiagnosticsSignal signal;
