@@ -1,9 +1,9 @@
 #include "src/components/operation/ocpp_common/operationhandler.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "platform/iclogger/log.h"
+#include "src/components/boundedwait.h"
 #include "src/components/isessionclienthandler.h"
 #include "src/components/operation/ocpp_common/ioperationqueuemanager.h"
 #include "src/components/operation/ocpp_common/outcalloperationbase.h"
@@ -12,8 +12,6 @@
 namespace {
 
 constexpr std::chrono::seconds kSendHalt{1};
-// Settings may hold any number; beyond this a wait is as good as endless, and its end must still be a point in time.
-constexpr std::chrono::hours kLongestWait{24 * 365 * 20};
 
 // Complains once about a callback that nobody installed.
 class CMissingCallback {
@@ -382,7 +380,7 @@ void COperationHandler::StartTimeoutCheck(uint64_t number, std::chrono::seconds 
     return;
   }
   auto timer = mExecutor.AddCall([this, number] { HandleResponseTimeout(number); },
-                                 mClock.SteadyNow() + Bounded(timeout), std::chrono::nanoseconds(0));
+                                 mClock.SteadyNow() + BoundedWait(timeout), std::chrono::nanoseconds(0));
   {
     CLock lock(mOutCallMutex);
     if (mOutCall.operation && mOutCall.number == number) mOutCall.timeoutCheck.swap(timer);
@@ -411,12 +409,7 @@ void COperationHandler::SetFor(STimedFlag COperationHandler::*flag, std::chrono:
         }
         Notify();
       },
-      mClock.SteadyNow() + Bounded(duration), std::chrono::nanoseconds(0));
+      mClock.SteadyNow() + BoundedWait(duration), std::chrono::nanoseconds(0));
   CLock lock(mQueueMutex);
   if ((this->*flag).run == run) (this->*flag).timer.swap(timer);
-}
-
-std::chrono::nanoseconds COperationHandler::Bounded(std::chrono::seconds duration)
-{
-  return std::clamp(duration, std::chrono::seconds(0), std::chrono::seconds(kLongestWait));
 }

@@ -125,7 +125,6 @@ class COperationHandler : public IOperationHandler {
   void HandleResponseTimeout(uint64_t number);
   void Notify() EXCLUDES(mQueueMutex);
   void SetFor(STimedFlag COperationHandler::*flag, std::chrono::seconds duration) EXCLUDES(mQueueMutex);
-  static std::chrono::nanoseconds Bounded(std::chrono::seconds duration);
 
   // Frames that come in.
   template <typename TPredicate>
