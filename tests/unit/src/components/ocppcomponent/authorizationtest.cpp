@@ -1,5 +1,5 @@
 // A driver's tag through the whole component: from the session manager to the central system and back.
-#include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "src/components/iauthorizationmanager.h"
 #include "tests/unit/src/components/ocppcomponent/ocppcomponentfixture.h"
@@ -7,7 +7,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-using nlohmann::json;
 
 class ComponentAuthorization : public COcppComponentTest {
  protected:
@@ -39,44 +38,53 @@ class ComponentAuthorization : public COcppComponentTest {
     Register("Accepted");
   }
   // Answers all calls but Authorize, until the station is quiet. Gives the Authorize calls.
-  std::vector<json> AnswerAll(EBackofficeId id = kPrimary)
+  std::vector<Json::Value> AnswerAll(EBackofficeId id = kPrimary)
   {
-    std::vector<json> authorizes;
+    std::vector<Json::Value> authorizes;
     for (;;) {
       mClock.WaitIdle();
       const auto frames = LinkOf(id)->TakeSent();
       if (frames.empty()) return authorizes;
       for (const auto& text : frames) {
-        const auto frame = json::parse(text);
-        if (frame.at(0) != 2) continue;
-        if (frame.at(2) == "Authorize") {
+        const auto frame = Parse(text);
+        if (frame[0] != 2) continue;
+        if (frame[2] == "Authorize") {
           authorizes.push_back(frame);
         } else {
-          Answer(frame, OrdinaryAnswer(frame.at(2)), id);
+          Answer(frame, OrdinaryAnswer(frame[2].asString()), id);
         }
       }
     }
   }
-  json OrdinaryAnswer(const std::string& action) const
+  std::string OrdinaryAnswer(const std::string& action) const
   {
-    const std::string time = "2026-01-15T10:15:00Z";
-    if (action == "BootNotification") return {{"currentTime", time}, {"interval", 300}, {"status", mBootStatus}};
-    if (action == "Heartbeat") return {{"currentTime", time}};
-    return json::object();
+    const std::string time = R"("currentTime":"2026-01-15T10:15:00Z")";
+    if (action == "BootNotification") return "{" + time + R"(,"interval":300,"status":")" + mBootStatus + R"("})";
+    if (action == "Heartbeat") return "{" + time + "}";
+    return "{}";
   }
-  void Answer(const json& call, const json& payload, EBackofficeId id = kPrimary)
+  static Json::Value Parse(const std::string& text)
   {
-    LinkOf(id)->PlayMessage(json::array({3, call.at(1), payload}).dump());
+    Json::Value value;
+    std::istringstream(text) >> value;
+    return value;
+  }
+  void Play(const std::string& frame, EBackofficeId id)
+  {
+    LinkOf(id)->PlayMessage(frame);
     mClock.WaitIdle();
   }
-  void AnswerStatus(const json& call, const std::string& status, EBackofficeId id = kPrimary)
+  void Answer(const Json::Value& call, const std::string& payload, EBackofficeId id = kPrimary)
   {
-    Answer(call, {{"idTagInfo", {{"status", status}}}}, id);
+    Play(R"([3,")" + call[1].asString() + "\"," + payload + "]", id);
   }
-  void AnswerError(const json& call)
+  void AnswerStatus(const Json::Value& call, const std::string& status, EBackofficeId id = kPrimary)
   {
-    LinkOf(kPrimary)->PlayMessage(json::array({4, call.at(1), "InternalError", "", json::object()}).dump());
-    mClock.WaitIdle();
+    Answer(call, R"({"idTagInfo":{"status":")" + status + R"("}})", id);
+  }
+  void AnswerError(const Json::Value& call)
+  {
+    Play(R"([4,")" + call[1].asString() + R"(","InternalError","",{}])", kPrimary);
   }
   // A driver presents a tag at connector 1 and waits.
   void PresentTag(const std::string& token = "TAG", const std::string& requestId = "request-1")
@@ -89,11 +97,11 @@ class ComponentAuthorization : public COcppComponentTest {
     mClock.WaitIdle();
   }
   // The tag's Authorize at the primary backoffice.
-  json TheAuthorize()
+  Json::Value TheAuthorize()
   {
     const auto calls = AnswerAll();
     EXPECT_EQ(calls.size(), 1U);
-    return calls.empty() ? json::array({2, "none", "Authorize", json::object()}) : calls.front();
+    return calls.empty() ? Parse(R"([2,"none","Authorize",{}])") : calls.front();
   }
   // The one answer that the connector's session manager has had.
   ipc::MAuthorizeRequest TheVerdict() const
@@ -136,9 +144,9 @@ TEST_F(ComponentAuthorization, TagIsAskedAboutAndApprovedWithTheAnswersGroup)
   StartAccepted();
   PresentTag();
   const auto call = TheAuthorize();
-  EXPECT_EQ(call.at(3), json({{"idTag", "TAG"}}));
+  EXPECT_EQ(call[3], Parse(R"({"idTag":"TAG"})"));
   EXPECT_EQ(CountVerdicts(), 0U);
-  Answer(call, {{"idTagInfo", {{"status", "Accepted"}, {"parentIdTag", "GROUP"}}}});
+  Answer(call, R"({"idTagInfo":{"status":"Accepted","parentIdTag":"GROUP"}})");
   EXPECT_EQ(TheVerdict().request_id(), "request-1");
   EXPECT_EQ(TheVerdict().approved(), 1U);
   EXPECT_EQ(TheVerdict().parent_id(), "GROUP");
@@ -192,7 +200,7 @@ TEST_F(ComponentAuthorization, CallErrorAndUnreadableAnswerRefuseAtOnce)
   PresentTag("TAG", "request-1");
   AnswerError(TheAuthorize());
   PresentTag("TAG", "request-2");
-  Answer(TheAuthorize(), json::object());
+  Answer(TheAuthorize(), "{}");
   const auto answers = mSessionManager->AuthorizeRequests();
   ASSERT_EQ(answers.size(), 2U);
   EXPECT_EQ(answers[0].request_id(), "request-1");
@@ -278,9 +286,9 @@ TEST_F(ComponentAuthorization, AnswerToAStartedTransactionReachesTheCache)
   mClock.WaitIdle();
   bool isAnswered = false;
   for (const auto& text : LinkOf(kPrimary)->TakeSent()) {
-    const auto frame = json::parse(text);
-    if (frame.at(2) != "StartTransaction") continue;
-    Answer(frame, {{"idTagInfo", {{"status", "Blocked"}}}, {"transactionId", 7}});
+    const auto frame = Parse(text);
+    if (frame[2] != "StartTransaction") continue;
+    Answer(frame, R"({"idTagInfo":{"status":"Blocked"},"transactionId":7})");
     isAnswered = true;
   }
   ASSERT_TRUE(isAnswered);
