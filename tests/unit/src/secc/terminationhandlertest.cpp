@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spdlog/sinks/stdout_sinks.h>
+#include <unistd.h>
 
 #include <exception>
 #include <functional>
@@ -21,7 +21,9 @@ namespace {
 // An end of the process that leaves its log where a death test reads it. What `function` throws is caught by nobody.
 void EndBy(const std::function<void()>& function) noexcept
 {
-  Log::mConsoleSink = std::make_shared<spdlog::logger>("secc", std::make_shared<spdlog::sinks::stderr_sink_mt>());
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  Log::Init("secc", Log::ELogLevel::EInfo);
+  Log::mSyslogSink.reset();  // that of this machine is not told
   std::set_terminate(HandleTermination);
   function();
 }
