@@ -1,0 +1,95 @@
+// Memory after many sessions: runs them on simulated time, with a lost link in every tenth, and prints one line of JSON
+// with what was in use after the first ten and at the end, in bytes. tests/bench/report.js starts it.
+//
+//   bench_sessionmemory [SESSIONS]
+
+#include <malloc.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+#include "platform/iclogger/log.h"
+#include "tests/bench/benchstation.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr uint64_t kFirst = 10;
+constexpr uint64_t kDefaultSessions = 10000;
+
+struct SMemory {
+  uint64_t heapBytes;
+  uint64_t residentBytes;
+};
+
+SMemory Measure()
+{
+  std::ifstream file("/proc/self/statm");
+  uint64_t pages = 0;
+  file >> pages >> pages;
+  constexpr uint64_t kPageBytes = 4096;
+  const auto heap = mallinfo2();
+  return {heap.uordblks + heap.hblkhd, pages * kPageBytes};
+}
+
+void RunSession(CBenchStation& station, uint64_t number)
+{
+  const bool isLinkLost = number % 10 == 5;
+  const std::string idTag = "TAG" + std::to_string(number);
+  station.ChangeState(ipc::EConnectorStatePreparingPluggedIn);
+  station.PresentTag(idTag);
+  station.AnswerAll();
+  station.StartSession(idTag);
+  station.AnswerAll();
+  if (isLinkLost) station.LoseLink();
+  for (int sample = 0; sample < 3; ++sample) {
+    station.GetClock().AdvanceBy(60s);
+    station.AnswerAll();
+  }
+  station.StopSession();
+  station.GetClock().AdvanceBy(5s);
+  if (isLinkLost) {
+    station.RestoreLink();
+    // A sender that has just failed pauses for a second.
+    station.GetClock().AdvanceBy(2s);
+  }
+  station.AnswerAll();
+  station.GetClock().AdvanceBy(60s);
+  station.AnswerAll();
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+  const uint64_t sessions = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : kDefaultSessions;
+  CBenchStation station({{"ocpp", {{"MeterValueSampleInterval", 60}}}});
+  if (!station.Start()) {
+    std::fprintf(stderr, "the station did not register\n");
+    return 1;
+  }
+  SMemory first{};
+  for (uint64_t number = 1; number <= sessions; ++number) {
+    RunSession(station, number);
+    if (number == kFirst) first = Measure();
+  }
+  const auto last = Measure();
+  for (const char* action : {"StartTransaction", "StopTransaction"}) {
+    if (station.CountAnswered(action) == sessions) continue;
+    fmt::print(stderr, "{} of {} came\n", station.CountAnswered(action), action);
+    return 1;
+  }
+  if (station.CountRepeated() > 0) {
+    fmt::print(stderr, "{} messages came again\n", station.CountRepeated());
+    return 1;
+  }
+  fmt::print(R"({{"sessions":{},"meterValues":{},"heapFirst":{},"heapLast":{},"residentFirst":{},)"
+             R"("residentLast":{}}})"
+             "\n",
+             sessions, station.CountAnswered("MeterValues"), first.heapBytes, last.heapBytes, first.residentBytes,
+             last.residentBytes);
+  return 0;
+}
