@@ -4,7 +4,9 @@ import { AccountBook } from '../../simulator/csms/accountbook.js';
 import { charge, freeCharging, leave, payloadOf, transactionActions } from './lib/charging.js';
 import { assert, ID, ONLINE_MS, pause, systemTest, theme } from './lib/world.js';
 
+// They mostly wait.
 const TOGETHER = { concurrency: 5 };
+
 const QUIET_MS = 700;
 // What the auxiliary gives out, to tell it from the ids of the primary, which begin with 1001.
 const FIRST_AUXILIARY_ID = 5001;

@@ -24,10 +24,12 @@ const REASONS = [
 // Ten times the voltage of the mains lets the register move also in the shortest session.
 const VOLTAGE_MV = 2300000;
 const STEP_MS = 10000;
+// Long enough for a reading in Wh of its own: sessions are told apart by time and reading, and a second has several.
+const SHORTEST_MS = 60;
 const POLL_MS = 10;
 const ASKED_MS = 1500;
-// What was kept back for a process that comes up is taken in before the next driver comes.
-const BETWEEN_MS = 100;
+const BETWEEN_MS = 50;
+const APPROVED_MS = 150;
 
 export function transactionCalls(system) {
   return system.frames((frame) => frame.direction === 'in' && TRANSACTION_MESSAGES.includes(frame.action));
@@ -90,15 +92,17 @@ export class Driver {
     return this.sessions.reduce((sum, { stop }) => sum + (stop ? 2 : 1), 0);
   }
 
+  // What was kept back for the process that runs is told a moment after its approval, and taken before the next driver comes.
   #isApproved() {
     const { secc } = this.#world;
-    const isApproval = ({ method, time }) => method === 'SetExternalChargeApproval' && time > secc.startedAt;
     const { connector, servers, sessionEvents } = this.#station;
+    const isOldApproval = ({ method, time }) =>
+      method === 'SetExternalChargeApproval' && time > secc.startedAt && Date.now() - time > APPROVED_MS;
     return (
       secc.running &&
       connector.approved &&
-      servers.SessionManager.calls.some(isApproval) &&
-      sessionEvents.lateTag === null
+      sessionEvents.lateTag === null &&
+      servers.SessionManager.calls.some(isOldApproval)
     );
   }
 
@@ -118,7 +122,9 @@ export class Driver {
     const { connector } = this.#station;
     const isPluggedFirst = this.#random.chance(0.5);
     // Some go on over a kill and the start that follows it.
-    const chargingMs = this.#random.chance(0.2) ? this.#random.between(1000, 4000) : this.#random.between(0, 500);
+    const chargingMs = this.#random.chance(0.2)
+      ? this.#random.between(1000, 4000)
+      : this.#random.between(SHORTEST_MS, 500);
     const isStoppedByTag = this.#random.chance(0.5);
     const finishingMs = this.#random.between(0, 200);
     const started = Date.now();

@@ -284,3 +284,8 @@ export function systemTest(name, options, run) {
 export function theme(name, tests, { concurrency = CONCURRENCY } = {}) {
   describe(name, { concurrency }, tests);
 }
+
+/** The themes of a file side by side, for a file whose tests hardly compute. */
+export function together(name, themes) {
+  describe(name, { concurrency: true }, themes);
+}
