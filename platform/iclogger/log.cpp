@@ -59,8 +59,8 @@ void Log::Init(const std::string& name, ELogLevel level)
   auto console = open(std::move(consoleSink), spdlog::level::trace);
   console->set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %n %^%l%$ %v", spdlog::pattern_time_type::utc);
   SetLogLevel(level);
-  // The daemon may be slow, and a line to it costs more than all else that an incoming message does. A critical line may
-  // be the last one of the process.
+  // The daemon may be slow, and a line to it costs more than all else that an incoming message does. A critical line
+  // may be the last one of the process.
   mSyslogSink = open(std::make_shared<CBundlingSink>(std::move(syslogSink)), spdlog::level::critical);
   mConsoleSink = std::move(console);
 }
