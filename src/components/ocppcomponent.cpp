@@ -95,7 +95,8 @@ void COcppComponent::OpenStationDomains()
   const auto metadata = OpenReadOnly("ocppmeta");
   SConfigStores stores;
   stores.ocpp = Open("ocpp");
-  mSettings = Open("settings");
+  // The process has this domain open as well and reports its changes; once is enough.
+  mSettings = mEnvironment.openConfig("settings", mArguments.configErrorCallback, {});
   stores.settings = mSettings;
   stores.secrets = Open("secrets");
   stores.network = Open("network");

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -76,7 +77,10 @@ class COcppComponentTest : public testing::Test {
 
     SOcppEnvironment environment;
     environment.openConfig = [this](const std::string& domain, const IcConfig::CErrorCallback&,
-                                    const IcConfig::CChangeCallback&) { return Config(domain); };
+                                    const IcConfig::CChangeCallback& changeCallback) {
+      if (changeCallback) mReportedDomains.insert(domain);
+      return Config(domain);
+    };
     environment.openReadOnlyConfig = [this](const std::string& domain, const IcConfig::CErrorCallback&) {
       return Config(domain);
     };
@@ -92,6 +96,7 @@ class COcppComponentTest : public testing::Test {
     COcppComponent::SArguments arguments;
     arguments.ipcCallbackLayer = std::make_shared<CIpcCallbackLayer>(clients);
     arguments.systemAccess = mAccess;
+    arguments.configChangeCallback = [](const std::string&, const Json::Value&) {};
     mComponent = std::make_unique<COcppComponent>(mClock, arguments, environment);
   }
 
@@ -116,6 +121,7 @@ class COcppComponentTest : public testing::Test {
   CLogCapture mLog;
   CSimulatedClock mClock;
   std::map<std::string, std::shared_ptr<CFakeConfig>> mConfigs;
+  std::set<std::string> mReportedDomains;  // that the component opened with the callback for changes
   std::vector<std::shared_ptr<CFakeWebsocketClient>> mLinks;
   std::shared_ptr<CFakeBoardControl> mBoardControl = std::make_shared<CFakeBoardControl>();
   std::shared_ptr<CFakeDiagnostics> mDiagnostics = std::make_shared<CFakeDiagnostics>();

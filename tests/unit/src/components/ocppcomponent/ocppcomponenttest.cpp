@@ -274,3 +274,12 @@ TEST_F(COcppComponentTest, ComponentCanBeDestroyedInEveryState)
 }
 
 }  // namespace
+
+TEST_F(COcppComponentTest, ChangesOfTheSettingsAreLeftToTheProcessToReport)
+{
+  Create();
+  EXPECT_EQ(mReportedDomains.count("settings"), 0U);
+  EXPECT_EQ(mReportedDomains.count("ocpp"), 1U);
+  EXPECT_EQ(mReportedDomains.count("secrets"), 1U);
+  EXPECT_EQ(mReportedDomains.count("network"), 1U);
+}
