@@ -1,0 +1,1 @@
+secc_bench(NAME authorizationlist SOURCES authorizationlistbench.cpp LIBRARIES secc_authorizationlists secc_icconfig)
