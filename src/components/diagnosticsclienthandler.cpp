@@ -313,13 +313,19 @@ void CDiagnosticsClientHandler::SetOnline(EBackofficeId backoffice, bool online)
 void CDiagnosticsClientHandler::ReportStorageFull()
 {
   LOG_ENTRY("CDiagnosticsClientHandler");
+  mIsStorageFullKnown = true;
   mMessageStorageFull.SendOnChange(true);
 }
 
 void CDiagnosticsClientHandler::ClearStorageFull()
 {
   LOG_ENTRY("CDiagnosticsClientHandler");
-  mMessageStorageFull.SendOnChange(false);
+  // The first time not only on change: an earlier life of the process may have raised it.
+  if (mIsStorageFullKnown.exchange(true)) {
+    mMessageStorageFull.SendOnChange(false);
+  } else {
+    mMessageStorageFull.Send(false);
+  }
 }
 
 void CDiagnosticsClientHandler::ReportDnsFailure(EBackofficeId backoffice)

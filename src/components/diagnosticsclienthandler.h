@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <list>
 #include <memory>
 #include <optional>
@@ -93,6 +94,7 @@ class CDiagnosticsClientHandler : public IDiagnosticsClientHandler {
   CDiagnosticsSignal<uint32_t> mTransactionQueueSize;
   CDiagnosticsSignal<bool> mBackofficeCommunicationLost;
   CDiagnosticsSignal<bool> mMessageStorageFull;
+  std::atomic<bool> mIsStorageFullKnown{false};  // this life of the process has told of it
   CDiagnosticsSignal<bool> mBackofficeDnsFailed;
   CDiagnosticsSignal<std::string> mSecurityParameterReconfigured;
   CDiagnosticsSignal<std::string> mInvalidMessage;

@@ -44,7 +44,10 @@ class IPersistentMessageStorageManager {
   virtual size_t GetNumStoredMessages() const = 0;
   virtual bool IsStorageFull() const = 0;
   virtual void CheckStorageUsage() = 0;
-  // Called without any lock held, never twice in a row the same.
+  // The messages of earlier runs are queued. Calls back whether or not the store is full: what an earlier run told of
+  // it may not hold any more.
+  virtual void FinishLoading() = 0;
+  // Called without any lock held, never twice in a row the same but by FinishLoading.
   virtual void SetStorageFullCallback(std::function<void()> callback) = 0;
   virtual void SetStorageReadyCallback(std::function<void()> callback) = 0;
   virtual bool IsStored(const std::string& messageId) const = 0;

@@ -110,7 +110,11 @@ EPushResult COcpp::PushOutCall(EOutOpType operation, const CBackofficeIds& backo
   std::vector<std::shared_ptr<IBackoffice>> receivers;
   for (const auto id : backofficeIds) {
     auto backoffice = GetBackoffice(id);
-    if (!backoffice || (!force && !backoffice->IsOperationAllowed(*created))) continue;
+    if (!backoffice) continue;
+    // A session may begin, or be told of, before the station's clock is trusted and the primary enabled. It is billed
+    // all the same: its start waits in the queue.
+    const bool isBilled = operation == EOutOpType::EStartTransaction && id == EBackofficeId::EPrimary;
+    if (!force && !isBilled && !backoffice->IsOperationAllowed(*created)) continue;
     receivers.push_back(std::move(backoffice));
   }
   if (receivers.empty()) return EPushResult::ENoReceiver;
@@ -175,6 +179,8 @@ void COcpp::QueueStoredMessages()
               OutOpTypeToName(message.type), message.messageId, message.payload);
   }
   mPersistedMessagesLoaded = true;
+  lock.Unlock();
+  storage->FinishLoading();
 }
 
 void COcpp::ScheduleOcppHeartbeat(EBackofficeId id)

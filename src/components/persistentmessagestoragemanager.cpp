@@ -219,6 +219,17 @@ void CPersistentMessageStorageManager::CheckStorageUsage()
   ReportFullState();
 }
 
+void CPersistentMessageStorageManager::FinishLoading()
+{
+  LOG_ENTRY("CPersistentMessageStorageManager");
+  {
+    CLock lock(mMutex);
+    CheckUsage();
+    mIsFullReported.reset();
+  }
+  ReportFullState();
+}
+
 void CPersistentMessageStorageManager::CheckUsage()
 {
   if (mIsStorageFull) {

@@ -32,6 +32,7 @@ class CPersistentMessageStorageManager : public IPersistentMessageStorageManager
   size_t GetNumStoredMessages() const override;
   bool IsStorageFull() const override;
   void CheckStorageUsage() override;
+  void FinishLoading() override;
   void SetStorageFullCallback(std::function<void()> callback) override;
   void SetStorageReadyCallback(std::function<void()> callback) override;
   bool IsStored(const std::string& messageId) const override;
@@ -65,7 +66,8 @@ class CPersistentMessageStorageManager : public IPersistentMessageStorageManager
   // Messages with a lower counter were stored by earlier runs.
   uint32_t mFirstCounterOfRun GUARDED_BY(mMutex) = 0;
   bool mIsStorageFull GUARDED_BY(mMutex) = false;
-  bool mIsFullReported GUARDED_BY(mMutex) = false;
+  // Empty while the owner has to be told in any case.
+  std::optional<bool> mIsFullReported GUARDED_BY(mMutex) = false;
   bool mIsReporting GUARDED_BY(mMutex) = false;  // one thread at a time calls back, so that the owner hears it in order
   std::function<void()> mStorageFullCB GUARDED_BY(mMutex);
   std::function<void()> mStorageReadyCB GUARDED_BY(mMutex);

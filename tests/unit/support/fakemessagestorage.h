@@ -43,6 +43,11 @@ class CFakeMessageStorage : public IPersistentMessageStorageManager {
     CLock lock(mMutex);
     return mUpdates;
   }
+  int GetFinishedLoadings() const
+  {
+    CLock lock(mMutex);
+    return mFinishedLoadings;
+  }
   void Preset(const SMessage& message)
   {
     CLock lock(mMutex);
@@ -78,6 +83,11 @@ class CFakeMessageStorage : public IPersistentMessageStorageManager {
   }
   bool IsStorageFull() const override { return false; }
   void CheckStorageUsage() override {}
+  void FinishLoading() override
+  {
+    CLock lock(mMutex);
+    ++mFinishedLoadings;
+  }
   void SetStorageFullCallback(std::function<void()>) override {}
   void SetStorageReadyCallback(std::function<void()>) override {}
   bool IsStored(const std::string& messageId) const override
@@ -110,4 +120,5 @@ class CFakeMessageStorage : public IPersistentMessageStorageManager {
   EStoreResult mStoreResult GUARDED_BY(mMutex) = EStoreResult::EStored;
   bool mFailClear GUARDED_BY(mMutex) = false;
   int mUpdates GUARDED_BY(mMutex) = 0;
+  int mFinishedLoadings GUARDED_BY(mMutex) = 0;
 };

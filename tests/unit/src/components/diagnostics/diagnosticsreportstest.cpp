@@ -71,9 +71,15 @@ TEST_F(CDiagnosticsReportsTest, ReportsBeforeTheWiringIsCompleteAreSurvived)
   EXPECT_EQ(CountSent(), 0U);
 }
 
-TEST_F(CDiagnosticsReportsTest, StorageFullIsSentOnChangeOnly)
+TEST_F(CDiagnosticsReportsTest, StorageFullOfAnEarlierLifeIsClearedByTheFirstReport)
 {
   mHandler.ClearStorageFull();
+  mHandler.ClearStorageFull();
+  EXPECT_EQ(SentBools(10001), (CBools{false}));
+}
+
+TEST_F(CDiagnosticsReportsTest, StorageFullIsSentOnChangeOnly)
+{
   mHandler.ReportStorageFull();
   mHandler.ReportStorageFull();
   mHandler.ClearStorageFull();

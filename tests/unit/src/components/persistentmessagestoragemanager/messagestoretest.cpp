@@ -232,6 +232,30 @@ TEST_F(FullMessageStore, StoreThatWasNeverFullIsNotReportedReady)
   EXPECT_TRUE(mEvents.empty());
 }
 
+TEST_F(FullMessageStore, FullStoreOfAnEarlierRunIsReportedWhenItsMessagesAreLoaded)
+{
+  Fill();
+  Restart();
+  mEvents.clear();
+  mStore->GetStoredMessages();
+  mStore->FinishLoading();
+  EXPECT_EQ(mEvents, std::vector<std::string>{"full"});
+  for (const std::string id : {"big1", "big2", "start"}) mStore->Clear(id);
+  EXPECT_EQ(mEvents, (std::vector<std::string>{"full", "ready"}));
+}
+
+TEST_F(FullMessageStore, StoreThatAnEarlierRunReportedFullAndThatHasRoomAgainIsReportedReady)
+{
+  Fill();
+  mStore->Clear("big1");
+  mStore->Clear("big2");
+  Restart();
+  mEvents.clear();
+  mStore->GetStoredMessages();
+  mStore->FinishLoading();
+  EXPECT_EQ(mEvents, std::vector<std::string>{"ready"});
+}
+
 TEST_F(FullMessageStore, CallbacksMayCallBackIntoTheStore)
 {
   size_t numAtFull = 0;
