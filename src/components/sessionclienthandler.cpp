@@ -22,6 +22,8 @@ constexpr const char* kCurrentTransactionId = "CurrentTransactionId";
 constexpr int64_t kNoTransaction = -1;
 // The key of the transaction that "CurrentTransactionId" is the id of.
 const std::string kCurrentTransactionKey = "CurrentTransactionKey";
+// The key of the transaction whose stop was answered last.
+const std::string kClosedTransactionKey = "ClosedTransactionKey";
 // An SSessionRecord.
 const std::string kSession = "SessionTransaction";
 
@@ -164,10 +166,9 @@ bool CSessionClientHandler::IsStopOnItsWay(const SSessionRecord& session) const
     return message.type == EOutOpType::EStopTransaction && SSessionRecord::EndOf(message.payload) == session.end;
   });
   if (isStored) return true;
-  // The answer takes the id away. A start that is not answered yet leaves the key of an earlier one.
+  // That there is no id any more would not tell: a start that was given up has none either.
   const auto& data = *mSystemAccess.GetSeccPersistentData(mConnector);
-  return !session.key.empty() && data.GetJson(kCurrentTransactionKey, "") == Json::Value(session.key) &&
-         data.GetInt(kCurrentTransactionId, kNoTransaction) == kNoTransaction;
+  return !session.key.empty() && data.GetJson(kClosedTransactionKey, "") == Json::Value(session.key);
 }
 
 // True for a session whose end was reported, by this life of the process or by an earlier one. The session manager
@@ -331,7 +332,9 @@ void CSessionClientHandler::SetTransactionId(int64_t id)
 void CSessionClientHandler::ClearTransactionId()
 {
   LOG_ENTRY("CSessionClientHandler");
-  SetTransactionId(kNoTransaction);
+  auto& data = *mSystemAccess.GetSeccPersistentData(mConnector);
+  data.Apply({}, {{kCurrentTransactionId, Json::Value(static_cast<Json::Int64>(kNoTransaction))},
+                  {kClosedTransactionKey, data.GetJson(kCurrentTransactionKey, "")}});
 }
 
 void CSessionClientHandler::BeginTransaction(const std::string& key)
