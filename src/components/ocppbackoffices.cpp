@@ -192,7 +192,10 @@ void COcpp::PerformOnlineRoutine(EBackofficeId id)
       break;
     case EOcppStatus::EPending:
     case EOcppStatus::ERejected:
-      break;  // the blocking timer decides
+      // The blocking timer decides. Where none runs its boot met a closed link, or nothing came of it: nobody else
+      // would make another.
+      if (!backoffice->GetBlockingTimer().IsSet()) PushOutCall(EOutOpType::EBootNotification, {id}, false, {});
+      break;
   }
 }
 

@@ -223,15 +223,32 @@ TEST_F(COcppTest, ReconnectionAfterAcceptanceSendsStatusAndHeartbeatButNoBootNot
   EXPECT_EQ(primary->TakeActions(), (CActions{"Heartbeat", "StatusNotification", "StatusNotification"}));
 }
 
-TEST_F(COcppTest, ReconnectionWhilePendingOrRejectedSendsNothing)
+TEST_F(COcppTest, ReconnectionWhilePendingOrRejectedLeavesTheBootToTheBlockingTimer)
 {
   for (const auto status : {EOcppStatus::EPending, EOcppStatus::ERejected}) {
     const auto auxiliary = Add(kAuxiliary);
     auxiliary->SetEnabled(true);
     auxiliary->SetStatus(status);
+    mOcpp->SetOperationBlockingDuration(1min, kAuxiliary);
     mLinks[kAuxiliary]->PlayOpen();
     mClock.AdvanceBy(5s);
     EXPECT_TRUE(auxiliary->TakeActions().empty());
+    mOcpp->RemoveBackoffice(kAuxiliary);
+  }
+}
+
+TEST_F(COcppTest, ReconnectionWhilePendingOrRejectedBootsAgainWhenTheBootOfTheBlockingTimerWasLost)
+{
+  for (const auto status : {EOcppStatus::EPending, EOcppStatus::ERejected}) {
+    const auto auxiliary = Add(kAuxiliary);
+    auxiliary->SetEnabled(true);
+    auxiliary->SetStatus(status);
+    mOcpp->SetOperationBlockingDuration(1min, kAuxiliary);
+    mClock.AdvanceBy(1min);
+    auxiliary->TakeActions();
+    mLinks[kAuxiliary]->PlayOpen();
+    mClock.AdvanceBy(5s);
+    EXPECT_EQ(auxiliary->TakeActions(), CActions{"BootNotification"});
     mOcpp->RemoveBackoffice(kAuxiliary);
   }
 }
