@@ -4,7 +4,7 @@
 //   DURABILITY_KILLS     how often in all (default 40; a full run has at least 300)
 //   DURABILITY_STATIONS  how many stations share them, side by side (default 6)
 //   DURABILITY_SEED      brings the decisions of an earlier run again
-import { differences, Driver, Killer, MoodySystem, settle, transactionCalls } from './lib/durability.js';
+import { differences, Driver, isForgotten, Killer, MoodySystem, settle, transactionCalls } from './lib/durability.js';
 import { Random } from './lib/random.js';
 import { assert, pause, systemTest, theme } from './lib/world.js';
 
@@ -90,8 +90,9 @@ theme(
   { concurrency: STATIONS },
 );
 
-/** After everything was answered, a further process finds nothing to send. */
+/** Once the process has the answer of the last message, a further process finds nothing to send. */
 async function nothingIsLeft(world) {
+  await isForgotten(world);
   await pause(QUIET_MS);
   const sent = transactionCalls(world.csms).length;
   const { mark } = world.csms;

@@ -1,6 +1,7 @@
 // What the durability test is made of: a driver who charges, a central system with moods, someone who kills `secc`, and
 // the comparison of what the station really did with what the operator was told. All of them draw their decisions from
 // generators of their own, so that a seed brings the same decisions again.
+import fs from 'node:fs';
 import { waitOn, WaitTimeout } from '../../../simulator/lib/waiting.js';
 import { State } from '../../../simulator/station/connector.js';
 import { assert, pause } from './world.js';
@@ -27,6 +28,9 @@ const STEP_MS = 10000;
 // Long enough for a reading in Wh of its own: sessions are told apart by time and reading, and a second has several.
 const SHORTEST_MS = 60;
 const POLL_MS = 10;
+// Longer than it takes to come back and send again.
+const FORGOTTEN_MS = 40000;
+const FORGOTTEN_POLL_MS = 200;
 const ASKED_MS = 1500;
 const BETWEEN_MS = 50;
 const APPROVED_MS = 150;
@@ -377,5 +381,17 @@ export async function settle(driver, system, { timeoutMs }) {
   } catch (error) {
     // What is missing is told by the comparison.
     if (!(error instanceof WaitTimeout)) throw error;
+  }
+}
+
+/** Resolves when the last end of a session has left the store: the central system may have booked it and its answer be lost. */
+export async function isForgotten(world, { timeoutMs = FORGOTTEN_MS } = {}) {
+  const stop = world.csms.calls('StopTransaction').at(-1);
+  if (!stop) return;
+  const line = `Cleared StopTransaction(ID:${stop.id}) from storage.`;
+  const end = Date.now() + timeoutMs;
+  while (!fs.readFileSync(world.secc.logFile, 'utf8').includes(line)) {
+    assert.ok(Date.now() < end, `waited in vain for: ${line}`);
+    await pause(FORGOTTEN_POLL_MS);
   }
 }
