@@ -19,11 +19,15 @@ export class Peer extends EventEmitter {
   #trips = 0;
   #transactions = 0;
 
-  /** @param {string} folder where authority and certificate are kept */
-  constructor(folder) {
+  /**
+   * @param {string} folder where authority and certificate are kept
+   * @param {number} latencyMs how long each frame to the other side is under way
+   */
+  constructor(folder, latencyMs = 0) {
     super();
     this.setMaxListeners(0);
     this.folder = folder;
+    this.latencyMs = latencyMs;
     this.socket = null;
     /** When the other side connected, in ms of `performance.now()`. */
     this.connectedAt = null;
@@ -79,7 +83,7 @@ export class Peer extends EventEmitter {
     }
     const frame = JSON.parse(text);
     if (frame[0] !== 2) return;
-    this.socket.send(this.#answerTo(frame));
+    this.#send(this.#answerTo(frame));
     if (!this.calls.has(frame[2])) this.calls.set(frame[2], []);
     this.calls.get(frame[2]).push(performance.now());
     this.ids.push(frame[1]);
@@ -133,8 +137,14 @@ export class Peer extends EventEmitter {
         action(value);
       };
       this.#pending = { id, resolve: finish(resolve), reject: finish(reject) };
-      this.socket.send(frame);
+      this.#send(frame);
     });
+  }
+
+  #send(frame) {
+    const { socket } = this;
+    if (this.latencyMs === 0) socket.send(frame);
+    else setTimeout(() => socket.send(frame), this.latencyMs);
   }
 
   async stop() {
