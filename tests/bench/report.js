@@ -1,15 +1,16 @@
 // Runs the benchmarks and prints one table: each number beside a baseline that is measured in the same run. `tools/bench`
 // builds, then runs this. Numbers never make it fail; a benchmark that could not run does.
 //
-//   node tests/bench/report.js [NAME]...     some of them: core, metervalues, memory, link, drain
+//   node tests/bench/report.js [NAME]...     some of them: core, metervalues, lists, memory, link, drain
 import fs from 'node:fs';
-import { FOLDER, measureMessageCore, measureMeterValues, measureSessionMemory } from './programs.js';
+import { FOLDER, measureLists, measureMessageCore, measureMeterValues, measureSessionMemory } from './programs.js';
 import { measureDrain, measureLink, removeStations } from './processes.js';
 import { Table } from './table.js';
 
 const MEASURES = {
   core: measureMessageCore,
   metervalues: measureMeterValues,
+  lists: measureLists,
   memory: measureSessionMemory,
   link: measureLink,
   drain: measureDrain,
