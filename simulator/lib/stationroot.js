@@ -274,14 +274,31 @@ export class SeccProcess extends EventEmitter {
     }
   }
 
-  /** Asks it to end with SIGINT and waits; after the deadline it is killed, and the outcome says so. */
+  /**
+   * Asks it to end with SIGINT and waits; after the deadline it is killed, and the outcome says so. `tookMs` is the time of the
+   * process itself, without that of the namespace's guard.
+   */
   async interrupt({ timeoutMs = 5000 } = {}) {
     const start = Date.now();
     await this.signal('SIGINT');
     const timer = setTimeout(() => this.kill(), timeoutMs);
+    let goneAt = null;
+    const watch = setInterval(() => {
+      if (goneAt === null && this.#isGone()) goneAt = Date.now();
+    }, 10);
     const outcome = await this.exited;
     clearTimeout(timer);
-    return { ...outcome, tookMs: Date.now() - start };
+    clearInterval(watch);
+    return { ...outcome, tookMs: (goneAt ?? Date.now()) - start };
+  }
+
+  // A process whose guard has not yet taken note of its end is a zombie.
+  #isGone() {
+    try {
+      return / Z /.test(fs.readFileSync(`/proc/${this.#pid}/stat`, 'utf8').replace(/^.*\)/s, ''));
+    } catch {
+      return true;
+    }
   }
 
   /** Kills it with signal 9 and waits. */
