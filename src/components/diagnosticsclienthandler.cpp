@@ -342,7 +342,7 @@ void CDiagnosticsClientHandler::ClearDnsFailure(EBackofficeId backoffice)
 
 void CDiagnosticsClientHandler::SetDnsFailed(EBackofficeId backoffice, bool failed)
 {
-  if (IsPrimary(backoffice)) mBackofficeDnsFailed.SendOnChange(failed);
+  if (IsPrimary(backoffice)) mBackofficeDnsFailed.Send(failed);
 }
 
 void CDiagnosticsClientHandler::ReportChargeProfileUpdate(bool removed, int64_t profileId, EProfileUpdateReason reason)

@@ -87,13 +87,13 @@ TEST_F(CDiagnosticsReportsTest, StorageFullIsSentOnChangeOnly)
   EXPECT_EQ(SentBools(10001), (CBools{true, false}));
 }
 
-TEST_F(CDiagnosticsReportsTest, DnsFailureOfThePrimaryIsSentOnChangeOnly)
+TEST_F(CDiagnosticsReportsTest, DnsFailureOfThePrimaryIsSentEachTime)
 {
   mHandler.ClearDnsFailure(kPrimary);
   mHandler.ReportDnsFailure(kPrimary);
   mHandler.ReportDnsFailure(kPrimary);
   mHandler.ClearDnsFailure(kPrimary);
-  EXPECT_EQ(SentBools(10002), (CBools{true, false}));
+  EXPECT_EQ(SentBools(10002), (CBools{false, true, true, false}));
 }
 
 TEST_F(CDiagnosticsReportsTest, DnsFailureOfTheAuxiliaryDoesNotCount)
