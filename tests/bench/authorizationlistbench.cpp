@@ -7,16 +7,15 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include "platform/clock/realclock.h"
 #include "platform/icconfig/icconfig.h"
 #include "src/components/authorization/authorizationcache.h"
 #include "src/components/authorization/localauthorizationlist.h"
+#include "tests/bench/workfolder.h"
 
 namespace {
 
@@ -24,24 +23,6 @@ namespace {
 constexpr int64_t kMaxLength = 1000;
 constexpr int64_t kCacheCapacity = 250;
 constexpr int64_t kShort = 10;
-
-class CFolder {
- public:
-  CFolder()
-  {
-    std::string name = (std::filesystem::temp_directory_path() / "secc-bench-XXXXXX").string();
-    if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder");
-    mPath = name + "/";
-    IcConfig::SetPaths({mPath, mPath + "defaults/"});
-  }
-  ~CFolder() { std::filesystem::remove_all(mPath); }
-  CFolder(const CFolder&) = delete;
-  CFolder& operator=(const CFolder&) = delete;
-  const std::string& GetPath() const { return mPath; }
-
- private:
-  std::string mPath;
-};
 
 // As long as an id tag may be.
 std::string TagOf(int64_t number)

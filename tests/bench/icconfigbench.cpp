@@ -7,36 +7,16 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdlib>
-#include <filesystem>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include "platform/icconfig/icconfig.h"
+#include "tests/bench/workfolder.h"
 
 namespace {
 
 constexpr size_t kPageBytes = 4096;
 constexpr size_t kValueBytes = 100;
-
-class CFolder {
- public:
-  CFolder()
-  {
-    std::string name = (std::filesystem::temp_directory_path() / "secc-bench-XXXXXX").string();
-    if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder");
-    mPath = name + "/";
-    IcConfig::SetPaths({mPath, mPath + "defaults/"});
-  }
-  ~CFolder() { std::filesystem::remove_all(mPath); }
-  CFolder(const CFolder&) = delete;
-  CFolder& operator=(const CFolder&) = delete;
-  const std::string& GetPath() const { return mPath; }
-
- private:
-  std::string mPath;
-};
 
 // Keys in no order, as message ids are.
 std::string KeyOf(uint64_t number)
