@@ -238,10 +238,8 @@ void COcpp::HandleBlockingExpiry(EBackofficeId id)
   const auto backoffice = GetBackoffice(id);
   if (!backoffice) return;
   backoffice->GetBlockingTimer().Cancel();
-  const auto status = backoffice->GetOcppStatus();
-  if (status == EOcppStatus::EPending || status == EOcppStatus::ERejected) {
+  if (backoffice->GetOcppStatus() != EOcppStatus::EAccepted)
     PushOutCall(EOutOpType::EBootNotification, {id}, false, {});
-  }
 }
 
 void COcpp::StartClockAlignedMeterValue(EBackofficeId id)

@@ -68,6 +68,16 @@ void CBootNotificationOutCall::ResponseAction(const bootNotificationResponse& re
   LOG_DEBUG("[{}] Current Time: {}", name, response.currentTime);
 }
 
+void CBootNotificationOutCall::GiveUp()
+{
+  LOG_ENTRY("CBootNotificationOutCall");
+  auto& ocpp = *mSystemAccess->GetOcpp();
+  const auto backoffice = ocpp.GetBackoffice(mBackofficeId);
+  if (!backoffice || !backoffice->IsOnline() || backoffice->GetBlockingTimer().IsSet()) return;
+  if (backoffice->GetOcppStatus() == EOcppStatus::EAccepted) return;
+  ocpp.SetOperationBlockingDuration(std::chrono::seconds(0), mBackofficeId);
+}
+
 void CBootNotificationOutCall::HandleStatus(IBackoffice& backoffice, const bootNotificationResponse& response)
 {
   const std::string name = BackofficeName(mBackofficeId);

@@ -16,6 +16,10 @@ class CBootNotificationOutCall
  public:
   CBootNotificationOutCall(ISystemAccessInterface* systemAccess, std::string messageId);
 
+  // Boots again after the default blocking time: a backoffice that answered with an error, or with nonsense, has not
+  // said when. On a closed link the next connection boots.
+  void GiveUp() override;
+
  protected:
   void CallAction(Ocpp16::BootNotification::bootNotificationRequest& request) override;
   void ResponseAction(const Ocpp16::BootNotification::bootNotificationResponse& response) override;

@@ -55,6 +55,13 @@ class CBootNotificationTest : public COcppFixture {
     mClock.WaitIdle();
   }
 
+  void GiveUp(EBackofficeId id)
+  {
+    CBootNotificationOutCall operation(&mAccess, "id");
+    operation.SetBackofficeId(id);
+    operation.GiveUp();
+  }
+
   std::shared_ptr<CFakeDiagnostics> mSignals = std::make_shared<CFakeDiagnostics>();
 };
 
@@ -154,6 +161,35 @@ TEST_F(CBootNotificationTest, PendingWithIntervalZeroBootsAgainAfterFifteenMinut
   EXPECT_TRUE(primary->TakeActions().empty());
   mClock.AdvanceBy(1s);
   EXPECT_EQ(primary->TakeActions(), CActions{"BootNotification"});
+}
+
+TEST_F(CBootNotificationTest, BootThatIsAnsweredWithAnErrorGoesOutAgainAfterFifteenMinutes)
+{
+  const auto primary = Add(kPrimary);
+  primary->SetEnabled(true);
+  primary->SetOnline(true);
+  GiveUp(kPrimary);
+  mClock.AdvanceBy(899s);
+  EXPECT_TRUE(primary->TakeActions().empty());
+  mClock.AdvanceBy(1s);
+  EXPECT_EQ(primary->TakeActions(), CActions{"BootNotification"});
+}
+
+TEST_F(CBootNotificationTest, BootThatIsGivenUpOnAClosedLinkIsLeftToTheNextConnection)
+{
+  const auto primary = Add(kPrimary);
+  primary->SetOnline(false);
+  GiveUp(kPrimary);
+  EXPECT_FALSE(primary->GetBlockingTimer().IsSet());
+}
+
+TEST_F(CBootNotificationTest, BootThatIsGivenUpAfterAcceptanceIsNotRepeated)
+{
+  const auto primary = Add(kPrimary);
+  primary->SetOnline(true);
+  primary->SetStatus(EOcppStatus::EAccepted);
+  GiveUp(kPrimary);
+  EXPECT_FALSE(primary->GetBlockingTimer().IsSet());
 }
 
 TEST_F(CBootNotificationTest, RejectedEndsTheHeartbeatAndWithdrawsTheApproval)
