@@ -51,10 +51,48 @@ TEST_F(AuthorizationManager, StoresThatAreNotEnabledAreNotOpened)
 
 TEST_F(AuthorizationManager, EnablingAStoreLaterTakesARestart)
 {
+  mConfig->SetBool("AuthorizationCacheEnabled", false);
   mConfig->SetBool("LocalAuthListEnabled", false);
   Start();
+  mConfig->SetBool("AuthorizationCacheEnabled", true);
   mConfig->SetBool("LocalAuthListEnabled", true);
   EXPECT_FALSE(mManager->IsLocalListEnabled());
+  mManager->UpdateCache("TAG", "", EStatus::EAccepted, {});
+  EXPECT_FALSE(mStores[kCache]->HasKey("TAG"));
+}
+
+TEST_F(AuthorizationManager, DisablingAStoreLaterTakesARestart)
+{
+  Start();
+  mConfig->SetBool("AuthorizationCacheEnabled", false);
+  mConfig->SetBool("LocalAuthListEnabled", false);
+  EXPECT_TRUE(mManager->IsLocalListEnabled());
+  mManager->UpdateCache("TAG", "", EStatus::EAccepted, {});
+  EXPECT_TRUE(mStores[kCache]->HasKey("TAG"));
+}
+
+TEST_F(AuthorizationManager, CacheRemembers250TagsAndGivesUpTheFirstForOneMore)
+{
+  Start();
+  for (int tag = 0; tag < 250; ++tag) {
+    mManager->UpdateCache("TAG" + std::to_string(tag), "", EStatus::EAccepted, {});
+    mClock.AdvanceBy(1s);
+  }
+  EXPECT_TRUE(mStores[kCache]->HasKey("TAG0"));
+  mManager->UpdateCache("TAG250", "", EStatus::EAccepted, {});
+  EXPECT_FALSE(mStores[kCache]->HasKey("TAG0"));
+  EXPECT_TRUE(mStores[kCache]->HasKey("TAG1"));
+  EXPECT_TRUE(mStores[kCache]->HasKey("TAG250"));
+}
+
+TEST_F(AuthorizationManager, FaultyMetadataOfTheListsLengthIsLoggedAndTheListIsThereAllTheSame)
+{
+  mConfig->BreakKey("LocalAuthListMaxLength", "metadata is faulty");
+  Store(kList, "TAG", EStatus::EAccepted);
+  Start();
+  EXPECT_EQ(mLog.Count(Log::ELogLevel::EError, "metadata is faulty"), 1U);
+  EXPECT_TRUE(mManager->IsLocalListEnabled());
+  EXPECT_TRUE(mManager->IsInLocalList("TAG"));
 }
 
 TEST_F(AuthorizationManager, OnlinePreAuthorizationAnswersAtOnceFromTheCacheAndAsksAllTheSame)
@@ -99,6 +137,18 @@ TEST_F(AuthorizationManager, OnlinePreAuthorizationOfAnUnknownTokenWaitsForTheBa
   EXPECT_EQ(ContextOf(ThePush()).request_id(), "request-1");
   EXPECT_EQ(mLog.Count(Log::ELogLevel::EInfo, "Local preauthorize TAG: No list/cache"), 1U);
   EXPECT_EQ(mLog.Count(Log::ELogLevel::EInfo, "Checking cache list for authorization status of id \"TAG\""), 1U);
+}
+
+TEST_F(AuthorizationManager, OnlinePreAuthorizationOfATokenThatAStoreRefusesWaitsForTheBackoffice)
+{
+  mConfig->SetBool("LocalPreAuthorize", true);
+  Store(kList, "TAG", EStatus::EBlocked);
+  Store(kCache, "TAG", EStatus::EAccepted);
+  Start();
+  Present(EMode::EOnline);
+  EXPECT_TRUE(mSession->answers.empty());
+  EXPECT_EQ(ContextOf(ThePush()).request_id(), "request-1");
+  EXPECT_EQ(mLog.Count(Log::ELogLevel::EInfo, "Local preauthorize TAG: No list/cache"), 1U);
 }
 
 TEST_F(AuthorizationManager, OnlineWithoutPreAuthorizationNobodyIsAnsweredBeforeTheBackofficeWas)
@@ -216,12 +266,15 @@ TEST_F(AuthorizationManager, WithoutPrimaryBackofficeARequestIsRefusedWithoutTha
 TEST_F(AuthorizationManager, TokenThatWasLetThroughIsCheckedAfterTheFactInEveryMode)
 {
   Start();
+  mOcpp->backoffices[EBackofficeId::EAuxiliary] = std::make_shared<CFakeBackoffice>(EBackofficeId::EAuxiliary, nullptr);
   for (const auto mode : {EMode::EOnline, EMode::EOffline, EMode::ERefuse}) {
     mOcpp->pushes.clear();
     auto request = Request("", 0);
     request.set_approved(1);
     mPrimary->SetAuthorizeMode(mode);
     mManager->HandleAuthorizeId(1, request);
+    EXPECT_EQ(ThePush().operation, EOutOpType::EAuthorize);
+    EXPECT_EQ(ThePush().backofficeIds, (IOcpp::CBackofficeIds{EBackofficeId::EPrimary, EBackofficeId::EAuxiliary}));
     EXPECT_EQ(ContextOf(ThePush()).approved(), 0U);
     EXPECT_EQ(ContextOf(ThePush()).user_identification().token(), "TAG");
     EXPECT_EQ(GetIntParameter(ThePush().parameters, EOperationParameter::EConnectorId), 1);
