@@ -7,6 +7,7 @@
 #include "platform/iclogger/log.h"
 #include "src/components/authorization/authorizationcache.h"
 #include "src/components/authorization/ilocalauthorizationlist.h"
+#include "src/components/authorization/locallistversion.h"
 #include "src/components/authorizationsource.h"
 #include "src/components/configflag.h"
 #include "src/components/ibackoffice.h"
@@ -295,7 +296,7 @@ void CAuthorizationManager::ClearCache()
 int64_t CAuthorizationManager::GetLocalListVersion()
 {
   LOG_ENTRY("CAuthorizationManager");
-  return mLocalList ? mLocalList->GetVersion() : -1;
+  return mLocalList ? mLocalList->GetVersion() : LocalListVersion::kNotSupported;
 }
 
 void CAuthorizationManager::SetLocalListVersion(int64_t version)

@@ -3,13 +3,6 @@
 #include "platform/icconfig/icconfig.h"
 #include "platform/iclogger/log.h"
 
-namespace {
-
-// The member of a document that is no entry.
-constexpr const char* kListVersion = "list_version";
-
-}  // namespace
-
 CAuthorizeList::CAuthorizeList(const IClock& clock, std::shared_ptr<IcConfig::IConfig> store, size_t capacity)
     : mClock(clock), mStore(std::move(store)), mCapacity(capacity)
 {

@@ -38,6 +38,9 @@ class CAuthorizeList : public virtual IAuthorizeList {
   using CEntries = std::unordered_map<std::string, CAuthorizationListEntry>;
   using CMembers = std::vector<std::pair<std::string, Json::Value>>;
 
+  // The member of a document that is no entry.
+  static constexpr const char* kListVersion = "list_version";
+
   // Loads what `store` holds. `clock` is borrowed and outlives the list.
   CAuthorizeList(const IClock& clock, std::shared_ptr<IcConfig::IConfig> store, size_t capacity);
 

@@ -2,16 +2,7 @@
 
 #include "platform/icconfig/icconfig.h"
 #include "platform/iclogger/log.h"
-
-namespace {
-
-constexpr const char* kListVersion = "list_version";
-
-// Answers to GetLocalListVersion that are no versions (OCPP 1.6 section 5.10): no list, and not supported.
-constexpr int64_t kNoList = 0;
-constexpr int64_t kNotSupported = -1;
-
-}  // namespace
+#include "src/components/authorization/locallistversion.h"
 
 std::unique_ptr<ILocalAuthorizationList> MakeLocalAuthorizationList(const IClock& clock,
                                                                     std::shared_ptr<IcConfig::IConfig> store,
@@ -22,7 +13,8 @@ std::unique_ptr<ILocalAuthorizationList> MakeLocalAuthorizationList(const IClock
 
 CLocalAuthorizationList::CLocalAuthorizationList(const IClock& clock, std::shared_ptr<IcConfig::IConfig> store,
                                                  size_t capacity)
-    : CAuthorizeList(clock, std::move(store), capacity), mVersion(mStore->GetInt(kListVersion, kNoList))
+    : CAuthorizeList(clock, std::move(store), capacity),
+      mVersion(mStore->GetInt(kListVersion, LocalListVersion::kNoList))
 {}
 
 void CLocalAuthorizationList::Clear()
@@ -35,14 +27,14 @@ void CLocalAuthorizationList::Clear()
 int64_t CLocalAuthorizationList::GetVersion() const
 {
   CLock lock(mMutex);
-  return mEntries.empty() ? kNoList : mVersion;
+  return mEntries.empty() ? LocalListVersion::kNoList : mVersion;
 }
 
 void CLocalAuthorizationList::SetVersion(int64_t version)
 {
   LOG_ENTRY("CLocalAuthorizationList");
   CLock lock(mMutex);
-  if (version == kNoList || version == kNotSupported || version == mVersion) return;
+  if (!LocalListVersion::IsVersion(version) || version == mVersion) return;
   LOG_INFO("Setting new local list version: {}", version);
   mVersion = version;
 }

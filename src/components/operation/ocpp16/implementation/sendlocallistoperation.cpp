@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "platform/iclogger/log.h"
+#include "src/components/authorization/locallistversion.h"
 #include "src/components/iauthorizationmanager.h"
 #include "src/components/iocppconfigmanager.h"
 #include "src/components/isystemaccessinterface.h"
@@ -16,10 +17,6 @@ using Ocpp16::SendLocalList::sendLocalListRequest;
 using Ocpp16::SendLocalList::sendLocalListResponse;
 
 namespace {
-
-// Answers to GetLocalListVersion that are no versions (OCPP 1.6 section 5.10).
-constexpr int64_t kNoList = 0;
-constexpr int64_t kNotSupported = -1;
 
 const std::vector<localAuthorizationList>& EntriesOf(const sendLocalListRequest& request)
 {
@@ -78,7 +75,7 @@ EUpdateStatus CSendLocalListInCall::Check(const CRequest& request) const
     LOG_ERROR("SendLocalList: Local authorization list not enabled");
     return EStatus::ENotSupported;
   }
-  if (request.listVersion == kNoList || request.listVersion == kNotSupported) {
+  if (!LocalListVersion::IsVersion(request.listVersion)) {
     LOG_ERROR("SendLocalList: Can't handle list version {}: Invalid", request.listVersion);
     return EStatus::EFailed;
   }
