@@ -135,22 +135,26 @@ CAuthorizationManager::EListResult CAuthorizationManager::CheckLists(
 {
   if (mLocalList) {
     LOG_INFO("Checking local list for authorization status of id \"{}\"", token);
-    if (auto entry = mLocalList->Find(token)) {
-      // What the backoffice has put into the list is not overruled by the cache.
-      if (!entry->IsAuthorized(mClock.SystemNow())) return EListResult::ENotValid;
-      details.set_authorization_source(ToIpc(EAuthorizationSource::ELocalList));
-      return EListResult::EValid;
-    }
+    const auto result = CheckStore(*mLocalList, EAuthorizationSource::ELocalList, token, details);
+    // What the backoffice has put into the list is not overruled by the cache.
+    if (result != EListResult::ENoEntry) return result;
   }
   if (mCache) {
     LOG_INFO("Checking cache list for authorization status of id \"{}\"", token);
-    if (auto entry = mCache->Find(token)) {
-      if (!entry->IsAuthorized(mClock.SystemNow())) return EListResult::ENotValid;
-      details.set_authorization_source(ToIpc(EAuthorizationSource::ECache));
-      return EListResult::EValid;
-    }
+    return CheckStore(*mCache, EAuthorizationSource::ECache, token, details);
   }
   return EListResult::ENoEntry;
+}
+
+CAuthorizationManager::EListResult CAuthorizationManager::CheckStore(
+    const IAuthorizeList& store, EAuthorizationSource source, const std::string& token,
+    ipc::MSessionUserIdentificationDetails& details) const
+{
+  auto entry = store.Find(token);
+  if (!entry) return EListResult::ENoEntry;
+  if (!entry->IsAuthorized(mClock.SystemNow())) return EListResult::ENotValid;
+  details.set_authorization_source(ToIpc(source));
+  return EListResult::EValid;
 }
 
 CAuthorizationManager::EListResult CAuthorizationManager::CheckLists(ipc::MAuthorizeRequest& request) const
@@ -212,6 +216,7 @@ EPushResult CAuthorizationManager::InsertAuthorize(const ipc::MAuthorizeRequest&
 
 bool CAuthorizationManager::HandleAuthorizeRequest(const ipc::MAuthorizeRequest& request)
 {
+  LOG_ENTRY("CAuthorizationManager");
   LOG_INFO("Handling auth req [{}], token: [{}] for connector [{}] with result [{}]", request.request_id(),
            request.user_identification().token(), request.connector(), request.approved());
   if (request.connector() == 0) {

@@ -59,6 +59,8 @@ class CAuthorizationManager : public IAuthorizationManager {
   // Looks the token up; a valid entry puts its source into the details.
   EListResult CheckLists(const std::string& token, ipc::MSessionUserIdentificationDetails& details) const;
   EListResult CheckLists(ipc::MAuthorizeRequest& request) const;
+  EListResult CheckStore(const IAuthorizeList& store, EAuthorizationSource source, const std::string& token,
+                         ipc::MSessionUserIdentificationDetails& details) const;
   void HandleOnlineAuthorization(ipc::MAuthorizeRequest& request);
   void HandleOfflineAuthorization(ipc::MAuthorizeRequest& request);
   void OfflineAuthorizeUnknownIdIfAllowed(ipc::MAuthorizeRequest& request);
