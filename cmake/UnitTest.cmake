@@ -1,9 +1,6 @@
-# secc_unit_test(NAME name SOURCES source... [LIBRARIES library...] [TIMEOUT seconds])
-#
-# One test program of the unit suite, named unit_<name>; the folders below tests/unit mirror the source tree. Sanitizers
-# stretch the time that it may take.
 # What is tested is built as the preset says; the tests themselves need no optimiser, and most of a build is theirs.
-set(SECC_TEST_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-O0>)
+# -pthread for all, because a precompiled header serves sources with the same macros only.
+set(SECC_TEST_OPTIONS -pthread $<$<NOT:$<CONFIG:Debug>>:-O0>)
 
 # With SECC_PRECOMPILE_TESTS the headers that nearly every test needs are parsed once; daily work and the Clang preset do
 # without, so that each test still includes what it uses.
@@ -36,6 +33,10 @@ if(SECC_BUILD_TESTS AND SECC_PRECOMPILE_TESTS)
     <vector>)
 endif()
 
+# secc_unit_test(NAME name SOURCES source... [LIBRARIES library...] [TIMEOUT seconds])
+#
+# One test program of the unit suite, named unit_<name>; the folders below tests/unit mirror the source tree. Sanitizers
+# stretch the time that it may take.
 function(secc_unit_test)
   cmake_parse_arguments(ARG "" "NAME;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
   if(NOT ARG_TIMEOUT)
