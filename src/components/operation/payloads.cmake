@@ -35,3 +35,7 @@ add_library(
   ocpp16/messages/updatefirmware.cpp
   ocpp201/messages/getvariables.cpp)
 target_link_libraries(secc_payloads PUBLIC secc_base nlohmann_json::nlohmann_json)
+# Instrumented, they take longer to compile than to run; elsewhere each source is compiled by itself.
+if(SECC_SANITIZER)
+  set_target_properties(secc_payloads PROPERTIES UNITY_BUILD ON)
+endif()
