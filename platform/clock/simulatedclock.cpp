@@ -114,7 +114,11 @@ void CSimulatedClock::RegisterThread()
   if (mAnnounced > 0) --mAnnounced;
   ++mRunning;
   mThreadCame.notify_all();
-  AwaitTurn(lock);
+  if (const auto place = std::move(mComing)) {
+    AwaitTurn(lock, *place);
+  } else {
+    AwaitTurn(lock);
+  }
 }
 
 void CSimulatedClock::UnregisterThread()
@@ -134,6 +138,9 @@ void CSimulatedClock::AnnounceThread()
   // In turns the threads come in the order of their announcement.
   while (mThreadsMode == EThreads::EOneAtATime && mAnnounced > 0) mThreadCame.wait(lock.Native());
   ++mAnnounced;
+  if (mThreadsMode != EThreads::EOneAtATime) return;
+  mComing = std::make_unique<SWaiter>();
+  mReady.push_back(mComing.get());
 }
 
 void CSimulatedClock::EnterForeignWait()
@@ -232,8 +239,13 @@ void CSimulatedClock::AwaitTurn(CLock& own)
   if (mThreadsMode != EThreads::EOneAtATime) return;
   SWaiter waiter;
   mReady.push_back(&waiter);
+  AwaitTurn(own, waiter);
+}
+
+void CSimulatedClock::AwaitTurn(CLock& own, SWaiter& place)
+{
   GiveTurn();
-  while (!waiter.hasTurn) waiter.wakeUp.wait(own.Native());
+  while (!place.hasTurn) place.wakeUp.wait(own.Native());
 }
 
 void CSimulatedClock::WakeDue()

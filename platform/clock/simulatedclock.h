@@ -8,6 +8,7 @@
 #include <functional>
 #include <list>
 #include <map>
+#include <memory>
 #include <optional>
 #include <random>
 #include <stdexcept>
@@ -143,6 +144,8 @@ class CSimulatedClock : public IClock {
   void MakeReady(SWaiter& waiter) REQUIRES(mMutex);
   void GiveTurn() REQUIRES(mMutex);
   void AwaitTurn(CLock& own) REQUIRES(mMutex);
+  // For one who is in mReady already.
+  void AwaitTurn(CLock& own, SWaiter& place) REQUIRES(mMutex);
   // Lets time go on if everybody is at rest.
   void Settle() REQUIRES(mMutex);
   void DetectStall() REQUIRES(mMutex);
@@ -175,5 +178,8 @@ class CSimulatedClock : public IClock {
   // In EOneAtATime: whether a thread has its turn, and who waits for one, longest first.
   bool mIsTurnTaken GUARDED_BY(mMutex) = false;
   std::deque<SWaiter*> mReady GUARDED_BY(mMutex);
+  // In EOneAtATime: the place in mReady of a thread that was announced. It has its place from then on, however long the
+  // kernel takes to start it.
+  std::unique_ptr<SWaiter> mComing GUARDED_BY(mMutex);
   std::minstd_rand mTurns GUARDED_BY(mMutex);
 };

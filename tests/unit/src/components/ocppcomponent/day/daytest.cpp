@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 
@@ -85,8 +86,10 @@ TEST_F(Day, OfTheSameSeedPutsTheSameFramesOnTheWire)
 {
   const auto first = PlayDay(7);
   const auto second = PlayDay(7);
-  ASSERT_EQ(first.wire.size(), second.wire.size());
-  for (size_t i = 0; i < first.wire.size(); ++i) ASSERT_EQ(first.wire[i], second.wire[i]) << "line " << i;
+  for (size_t i = 0; i < std::min(first.wire.size(), second.wire.size()); ++i) {
+    ASSERT_EQ(first.wire[i], second.wire[i]) << "line " << i;
+  }
+  EXPECT_EQ(first.wire.size(), second.wire.size());
   EXPECT_GT(first.wire.size(), 100U);
 }
 
