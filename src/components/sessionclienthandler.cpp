@@ -36,7 +36,12 @@ CSessionClientHandler::CSessionClientHandler(uint32_t connector, std::shared_ptr
     : mConnector(connector),
       mLogPrefix(fmt::format("[{}] ", connector)),
       mSessionManager(std::move(sessionManager)),
-      mSystemAccess(systemAccess)
+      mSystemAccess(systemAccess),
+      mStorageAvailable([this](bool available) {
+        return Bring([&] { return mSessionManager->SetMessageStorageAvailable(available); });
+      }),
+      mChargeApproval(
+          [this](bool approved) { return Bring([&] { return mSessionManager->SetExternalChargeApproval(approved); }); })
 {}
 
 bool CSessionClientHandler::Reach(const std::function<void()>& call) const
@@ -50,10 +55,16 @@ bool CSessionClientHandler::Reach(const std::function<void()>& call) const
   }
 }
 
+std::optional<bool> CSessionClientHandler::Bring(const std::function<ipc::MResult()>& call) const
+{
+  std::optional<bool> accepted;
+  Reach([&] { accepted = IsSuccess(call()); });
+  return accepted;
+}
+
 bool CSessionClientHandler::Request(const std::function<ipc::MResult()>& call) const
 {
-  bool accepted = false;
-  return Reach([&] { accepted = IsSuccess(call()); }) && accepted;
+  return Bring(call).value_or(false);
 }
 
 // What the session manager refuses was delivered, but a session that cannot take the request counts as not taken.
@@ -97,7 +108,7 @@ bool CSessionClientHandler::SetConnectorAvailability(bool operative)
 bool CSessionClientHandler::SetMessageStorageAvailable(bool available)
 {
   LOG_ENTRY("CSessionClientHandler");
-  return Request([&] { return mSessionManager->SetMessageStorageAvailable(available); });
+  return mStorageAvailable.Tell(available);
 }
 
 bool CSessionClientHandler::RequestUnlock(uint32_t connector)
@@ -110,7 +121,7 @@ bool CSessionClientHandler::SetExternalChargeApproval(bool approved, EBackoffice
 {
   LOG_ENTRY("CSessionClientHandler");
   if (backofficeId != mSystemAccess.GetOcpp()->GetPrimaryBackofficeId()) return true;
-  return Request([&] { return mSessionManager->SetExternalChargeApproval(approved); });
+  return mChargeApproval.Tell(approved);
 }
 
 void CSessionClientHandler::SetParentIdTag(const std::string& parentIdTag)
@@ -216,6 +227,8 @@ bool CSessionClientHandler::IsOver(const ipc::MMeterData& start) const
 void CSessionClientHandler::HandleStateChanged(const ipc::MConnectorState& state)
 {
   LOG_DEBUG("{}Receiving StateChanged notification, to {}", mLogPrefix, ipc::EConnectorState_Name(state.state()));
+  mStorageAvailable.Repeat();
+  mChargeApproval.Repeat();
   auto& ocpp = *mSystemAccess.GetOcpp();
   // The first status of a new session is always sent.
   if (state.state() == ipc::EConnectorStateStarting && !mHasOpenTransaction) {

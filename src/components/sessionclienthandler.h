@@ -11,6 +11,7 @@
 #include "platform/iipc/isessionmanager.h"
 #include "src/components/isessionclienthandler.h"
 #include "src/components/sessionrecord.h"
+#include "src/components/standingword.h"
 
 class ISystemAccessInterface;
 
@@ -52,6 +53,8 @@ class CSessionClientHandler : public ISessionClientHandler {
   // Runs `call`; false, and a line in the log, when the session manager cannot be reached.
   bool Reach(const std::function<void()>& call) const;
   bool Request(const std::function<ipc::MResult()>& call) const;
+  // Like Request, and empty when the session manager cannot be reached.
+  std::optional<bool> Bring(const std::function<ipc::MResult()>& call) const;
   void StoreOpenedTransaction(bool opened) const;
   // Empty for a connector that has never had a session.
   std::optional<SSessionRecord> ReadSession() const;
@@ -69,6 +72,10 @@ class CSessionClientHandler : public ISessionClientHandler {
   const std::string mLogPrefix;
   const std::shared_ptr<ISessionManager> mSessionManager;
   ISystemAccessInterface& mSystemAccess;
+
+  // Without them no session begins, so a session manager that was away must hear of them when it is back.
+  CStandingWord mStorageAvailable;
+  CStandingWord mChargeApproval;
 
   // True across a restart of the process during a session, until that session stops. Written by Init and on the
   // notification thread.

@@ -165,3 +165,27 @@ TEST_F(SessionCalls, EveryCallSurvivesAnUnreachableSessionManagerAndLogsIt)
   EXPECT_EQ(mSessionManager->Calls().size(), 11U);
   EXPECT_EQ(mLog.Count(Log::ELogLevel::EError, "Cannot communicate with SessionManager, error: gone"), 11U);
 }
+
+TEST_F(SessionCalls, WordsThatAnUnreachableSessionManagerMissedAreToldWhenItIsHeardOfAgain)
+{
+  mSessionManager->SetUnreachable("gone");
+  EXPECT_FALSE(mHandler->SetMessageStorageAvailable(false));
+  EXPECT_FALSE(mHandler->SetMessageStorageAvailable(true));
+  EXPECT_FALSE(mHandler->SetExternalChargeApproval(true, kPrimary));
+  mSessionManager->SetReachable();
+  const auto missed = mSessionManager->MessageStorageAvailabilities().size();
+  mHandler->HandleStateChanged({});
+  const auto words = mSessionManager->MessageStorageAvailabilities();
+  ASSERT_EQ(words.size(), missed + 1);
+  EXPECT_TRUE(words.back());
+  EXPECT_EQ(mSessionManager->ExternalChargeApprovals(), std::vector<bool>{true});
+}
+
+TEST_F(SessionCalls, WordsThatTheSessionManagerHasAreNotRepeated)
+{
+  mHandler->SetMessageStorageAvailable(false);
+  mHandler->SetExternalChargeApproval(true, kPrimary);
+  mHandler->HandleStateChanged({});
+  EXPECT_EQ(mSessionManager->MessageStorageAvailabilities(), std::vector<bool>{false});
+  EXPECT_EQ(mSessionManager->ExternalChargeApprovals(), std::vector<bool>{true});
+}
