@@ -324,7 +324,10 @@ theme(
   () => {
     function auxiliaryOnline(world) {
       const link = world.auxiliary.station(ID);
-      return world.auxiliary.waitFor(() => link.online && link.registration === 'Accepted', {
+      // The heartbeat tells that the station has read its acceptance; before that it asks nobody.
+      const isReady = () =>
+        link.online && link.registration === 'Accepted' && world.auxiliary.calls('Heartbeat').length > 0;
+      return world.auxiliary.waitFor(isReady, {
         timeoutMs: ONLINE_MS,
         what: 'the auxiliary backoffice to be online',
       });
