@@ -51,7 +51,7 @@ class AuthorizationFiles : public testing::Test {
 
   const CConfigFolders mFolders;
   const CLogCapture mLog;
-  const CRealClock mClock;
+  const CRealClock mClock{};
 };
 
 }  // namespace
