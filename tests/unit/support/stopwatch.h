@@ -5,6 +5,13 @@
 
 #include "platform/clock/realclock.h"
 
+// How much longer a sanitizer may make a measured time.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kSlowdown = 10;
+#else
+constexpr int kSlowdown = 1;
+#endif
+
 // Measures from its construction on.
 class CStopwatch {
  public:
