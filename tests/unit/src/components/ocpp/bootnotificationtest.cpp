@@ -112,6 +112,27 @@ TEST_F(CBootNotificationTest, OverlongVendorEndsTheBuildingAndIsLogged)
       1U);
 }
 
+TEST_F(CBootNotificationTest, EachOverlongFieldIsNamedInTheError)
+{
+  mConfig->SetBool("HwHasLte", true);
+  mConfig->SetBool("MobileNetworkEnabled", true);
+  const std::string text(51, 'x');
+  // From the last field to the first: the building ends at the first one that is too long.
+  const std::vector<std::pair<std::function<void()>, std::string>> fields{
+      {[&] { Preset(131, text); }, "Imsi (51>20)"},
+      {[&] { Preset(130, text); }, "Iccid (51>20)"},
+      {[&] { mConfig->SetString("FwIdent", text); }, "FirmwareVersion (51>50)"},
+      {[&] { mConfig->SetString("ProductSn", text); }, "ChargePointSerialNumber (51>25)"},
+      {[&] { mConfig->SetString("ProductVendorName", text); }, "ChargePointVendor (51>20)"},
+      {[&] { mConfig->SetString("ProductModelName", text); }, "ChargePointModel (51>20)"},
+  };
+  for (const auto& [lengthen, name] : fields) {
+    lengthen();
+    MakePayload();
+    EXPECT_EQ(mLog.Count(Log::ELogLevel::EError, "Payload is over constraint. Value too long for " + name), 1U) << name;
+  }
+}
+
 TEST_F(CBootNotificationTest, AcceptedStoresTheIntervalStartsTheTimersAndAnnouncesAllConnectors)
 {
   const auto primary = Add(kPrimary);

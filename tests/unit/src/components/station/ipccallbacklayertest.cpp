@@ -68,12 +68,25 @@ TEST_F(CIpcCallbackLayerTest, AnotherKeyMayRegisterTheSameNotification)
   EXPECT_NO_THROW(mLayer.RegisterBoardControlMainsLostHandler(1, [] {}));
 }
 
-TEST_F(CIpcCallbackLayerTest, NotificationOfAConnectorIsNamedWithIt)
+TEST_F(CIpcCallbackLayerTest, EachNotificationIsNamedWhenItsKeyIsTakenThoseOfAConnectorWithIt)
 {
-  mLayer.RegisterSessionManagerStateChangedHandler(0, 1, [](const ipc::MConnectorState&) {});
-  EXPECT_EQ(TextOf<SeccUtils::CMultipleRegisterInstanceException>(
-                [&] { mLayer.RegisterSessionManagerStateChangedHandler(0, 1, [](const ipc::MConnectorState&) {}); }),
-            "[SessionManagerStateChanged[1]] Handler may only be registered once per component");
+  const std::vector<std::pair<std::string, std::function<void()>>> registrations{
+      {"BasicChargeSocketUnlocked[1]", [&] { mLayer.RegisterBasicChargeSocketUnlockedHandler(0, 1, {}); }},
+      {"BoardControlFwUpdateStatus", [&] { mLayer.RegisterBoardControlFwUpdateStatusHandler(0, {}); }},
+      {"BoardControlMainsLost", [&] { mLayer.RegisterBoardControlMainsLostHandler(0, {}); }},
+      {"DiagnosticsFreezeFrameDone", [&] { mLayer.RegisterDiagnosticsFreezeFrameDoneHandler(0, {}); }},
+      {"DiagnosticsNotification", [&] { mLayer.RegisterDiagnosticsNotificationHandler(0, {}); }},
+      {"SafetyMcuCommMcuTemperatures[1]", [&] { mLayer.RegisterSafetyMcuCommMcuTemperaturesHandler(0, 1, {}); }},
+      {"SessionManagerStateChanged[1]", [&] { mLayer.RegisterSessionManagerStateChangedHandler(0, 1, {}); }},
+      {"SessionManagerSessionStarted[1]", [&] { mLayer.RegisterSessionManagerSessionStartedHandler(0, 1, {}); }},
+      {"SessionManagerSessionStopped[1]", [&] { mLayer.RegisterSessionManagerSessionStoppedHandler(0, 1, {}); }},
+      {"SessionManagerAuthAuthorizeId", [&] { mLayer.RegisterSessionManagerAuthAuthorizeIdHandler(0, {}); }},
+  };
+  for (const auto& [name, registerHandler] : registrations) {
+    registerHandler();
+    EXPECT_EQ(TextOf<SeccUtils::CMultipleRegisterInstanceException>(registerHandler),
+              "[" + name + "] Handler may only be registered once per component");
+  }
 }
 
 TEST_F(CIpcCallbackLayerTest, CurrentControlOfInstanceTwoThrowsAndNamesIt)
