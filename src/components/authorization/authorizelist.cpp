@@ -19,6 +19,7 @@ void CAuthorizeList::Load()
     if (!entry) {
       LOG_ERROR("Invalid id {} in persistent storage", id);
       entry = CAuthorizationListEntry(id, "", EAuthorizationStatus::EInvalid, std::nullopt, now);
+      mChanged.insert(id);
     }
     mEntries.emplace(id, std::move(*entry));
   }
@@ -35,6 +36,7 @@ void CAuthorizeList::Update(const CAuthorizationListEntry& entry)
   }
   LOG_DEBUG("Updating entry to list/cache: {}, status: {}", entry.GetId(), static_cast<int>(entry.GetStatus()));
   known->second.Update(entry);
+  mChanged.insert(entry.GetId());
 }
 
 void CAuthorizeList::Delete(const std::string& id)
@@ -79,32 +81,46 @@ void CAuthorizeList::Clear()
   CLock writeLock(mWriteMutex);
   {
     CLock lock(mMutex);
-    mEntries.clear();
+    ClearEntries();
   }
   mStore->Apply(mStore->ListKeys(), {});
 }
 
+void CAuthorizeList::ClearEntries()
+{
+  mEntries.clear();
+  mChanged.clear();
+}
+
+CAuthorizeList::SStep CAuthorizeList::TakeStep(const std::vector<std::string>& keys)
+{
+  SStep step;
+  const CIds stored(keys.begin(), keys.end());
+  CLock lock(mMutex);
+  step.changed = std::exchange(mChanged, {});
+  step.others = GetOtherMembers();
+  for (const auto& key : keys) {
+    if (key != kListVersion && mEntries.count(key) == 0) step.remove.push_back(key);
+  }
+  for (const auto& [id, entry] : mEntries) {
+    if (id == kListVersion) continue;
+    if (step.changed.count(id) != 0 || stored.count(id) == 0) step.write.push_back(entry);
+  }
+  return step;
+}
+
+// Entries that the document holds as they are need not be put into words again.
 void CAuthorizeList::WriteToStorage()
 {
   LOG_INFO("Writing authorization list to persistent storage");
   CLock writeLock(mWriteMutex);
-  CEntries entries;
-  CMembers write;
-  {
-    CLock lock(mMutex);
-    entries = mEntries;
-    write = GetOtherMembers();
-  }
-  std::vector<std::string> remove;
-  for (auto& key : mStore->ListKeys()) {
-    if (key == kListVersion || entries.count(key) != 0) continue;
-    LOG_DEBUG("Delete tag {} from persistent storage.", key);
-    remove.push_back(std::move(key));
-  }
-  for (const auto& [id, entry] : entries) {
-    if (id != kListVersion) write.emplace_back(id, entry.ToJson());
-  }
-  mStore->Apply(remove, write);
+  SStep step = TakeStep(mStore->ListKeys());
+  for (const auto& id : step.remove) LOG_DEBUG("Delete tag {} from persistent storage.", id);
+  CMembers write = std::move(step.others);
+  for (const auto& entry : step.write) write.emplace_back(entry.GetId(), entry.ToJson());
+  if (mStore->Apply(step.remove, write)) return;
+  CLock lock(mMutex);
+  mChanged.merge(step.changed);
 }
 
 size_t CAuthorizeList::GetSize() const
@@ -125,5 +141,7 @@ void CAuthorizeList::InsertEntry(const CAuthorizationListEntry& entry)
   LOG_DEBUG("Adding entry to list/cache: {}, status: {}", entry.GetId(), static_cast<int>(entry.GetStatus()));
   if (!mEntries.emplace(entry.GetId(), entry).second) {
     LOG_WARNING("Trying to insert entry {} to AuthorizeCache/LocalList which was already known", entry.GetId());
+    return;
   }
+  mChanged.insert(entry.GetId());
 }

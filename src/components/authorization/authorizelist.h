@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -37,6 +38,7 @@ class CAuthorizeList : public virtual IAuthorizeList {
  protected:
   using CEntries = std::unordered_map<std::string, CAuthorizationListEntry>;
   using CMembers = std::vector<std::pair<std::string, Json::Value>>;
+  using CIds = std::unordered_set<std::string>;
 
   // The member of a document that is no entry.
   static constexpr const char* kListVersion = "list_version";
@@ -46,6 +48,7 @@ class CAuthorizeList : public virtual IAuthorizeList {
 
   virtual void InsertEntry(const CAuthorizationListEntry& entry) REQUIRES(mMutex);
   void DeleteEntry(const std::string& id) REQUIRES(mMutex);
+  void ClearEntries() REQUIRES(mMutex);
   // What the document holds beside the entries.
   virtual CMembers GetOtherMembers() const REQUIRES(mMutex) { return {}; }
 
@@ -61,5 +64,17 @@ class CAuthorizeList : public virtual IAuthorizeList {
   CEntries mEntries GUARDED_BY(mMutex);
 
  private:
+  // What brings the document from its `keys` to the present table.
+  struct SStep {
+    std::vector<std::string> remove;
+    std::vector<CAuthorizationListEntry> write;
+    CMembers others;
+    CIds changed;  // ids that were taken from mChanged
+  };
+
   void Load() REQUIRES(mMutex);
+  SStep TakeStep(const std::vector<std::string>& keys) EXCLUDES(mMutex);
+
+  // Ids whose entries have changed since they were loaded or written.
+  CIds mChanged GUARDED_BY(mMutex);
 };

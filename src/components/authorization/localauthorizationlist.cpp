@@ -21,7 +21,7 @@ void CLocalAuthorizationList::Clear()
 {
   LOG_ENTRY("CLocalAuthorizationList");
   CLock lock(mMutex);
-  mEntries.clear();
+  ClearEntries();
 }
 
 int64_t CLocalAuthorizationList::GetVersion() const

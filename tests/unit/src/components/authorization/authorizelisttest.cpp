@@ -211,6 +211,50 @@ TEST_F(AuthorizeList, WriteThatFailsLeavesTheFormerDocumentAndTheNextOneMakesUpF
   EXPECT_EQ(Stored().count("B"), 1u);
 }
 
+TEST_F(AuthorizeList, ChangeOfAnEntryWhoseWriteFailedIsWrittenByTheNextOne)
+{
+  const auto list = OpenCache();
+  list->Update(Entry("A"));
+  list->Update(Entry("B"));
+  list->WriteToStorage();
+  list->Update(Entry("A", EStatus::EBlocked));
+  mStore->GetMedium().FailWrite(1);
+  list->WriteToStorage();
+  list->Update(Entry("B", EStatus::EExpired));
+  list->WriteToStorage();
+  EXPECT_EQ(Stored()["A"], Entry("A", EStatus::EBlocked).ToJson());
+  EXPECT_EQ(Stored()["B"], Entry("B", EStatus::EExpired).ToJson());
+}
+
+TEST_F(AuthorizeList, EntryThatLeftAndCameBackBetweenTwoWritesIsWrittenAnew)
+{
+  const auto list = OpenCache();
+  list->Update(Entry("A"));
+  list->WriteToStorage();
+  list->Delete("A");
+  list->Insert(Entry("A", EStatus::EBlocked));
+  list->WriteToStorage();
+  EXPECT_EQ(Stored()["A"], Entry("A", EStatus::EBlocked).ToJson());
+}
+
+TEST_F(AuthorizeList, EntriesThatTheDocumentHasLostAreWrittenAgain)
+{
+  const auto list = OpenCache();
+  list->Update(Entry("A"));
+  list->Update(Entry("B"));
+  list->WriteToStorage();
+  ASSERT_TRUE(mStore->DeleteKey("A"));
+  list->WriteToStorage();
+  EXPECT_EQ(Stored().size(), 2u);
+}
+
+TEST_F(AuthorizeList, DamagedEntryIsReplacedByTheNextWrite)
+{
+  mStore->Preset("TAG", "garbage");
+  OpenCache()->WriteToStorage();
+  EXPECT_EQ(Stored()["TAG"], Entry("TAG", EStatus::EInvalid).ToJson());
+}
+
 TEST_F(AuthorizeList, ClearThatCannotBeStoredForgetsInMemoryAllTheSame)
 {
   const auto list = OpenCache();
