@@ -116,6 +116,7 @@ class CFakeOutCall : public COutCallOperationBase {
       mPayload = "{\"transactionId\":" + std::to_string(transactionId) + "}";
     }
   }
+  bool EndsTransaction() const override { return mOptions.action == "StopTransaction"; }
   std::optional<uint8_t> GetConnectorIndex() const override { return mOptions.connectorIndex; }
   void Timeout() override { ++mTimeouts; }
   void GiveUp() override

@@ -313,8 +313,11 @@ void COperationHandler::UpdateTransactionId(const COperation& operation)
     if (!index || *index >= mConnectors.size() || !mConnectors[*index]) return;
     const std::string before = operation->GetPayload();
     operation->UpdateTransactionId(mConnectors[*index]->GetTransactionId());
-    // After a restart there may be no current transaction id any more to put into the stored message.
-    if (operation->GetPayload() != before) mQueueManager->UpdateStoredPayload(operation);
+    // A message that is still stored after a restart finds its id at the connector, but for one that was answered with
+    // the end of the transaction just before.
+    if (operation->EndsTransaction() && operation->GetPayload() != before) {
+      mQueueManager->UpdateStoredPayload(operation);
+    }
   } catch (...) {
     // The message itself must not be lost for that.
     LOG_ERROR("Cannot update the transaction id of {}. {}", operation->GetAction(), CurrentPayloadFault().text);

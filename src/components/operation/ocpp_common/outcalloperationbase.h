@@ -48,6 +48,8 @@ class COutCallOperationBase : public COperationBase {
   virtual void MarkResend() = 0;
   // Puts the transaction id that became known meanwhile into the payload, where the message has one.
   virtual void UpdateTransactionId(int64_t transactionId) = 0;
+  // True when the connector forgets the transaction id with the answer to this message.
+  virtual bool EndsTransaction() const { return false; }
   // The connector id parameter minus 1; empty without the parameter and for connector id 0.
   virtual std::optional<uint8_t> GetConnectorIndex() const = 0;
   // To be called when no answer came in time.

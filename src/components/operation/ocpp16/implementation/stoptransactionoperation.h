@@ -44,6 +44,7 @@ class CStopTransactionOutCall
   // An id of -1, and one that is not of this operation's transaction, leave the payload as it is: a message that has
   // its id keeps it.
   void UpdateTransactionId(int64_t transactionId) override;
+  bool EndsTransaction() const override { return true; }
 
  protected:
   // Parameters, all optional: connector id, meter data, stop reason.

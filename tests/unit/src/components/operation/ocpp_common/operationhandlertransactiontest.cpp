@@ -107,13 +107,19 @@ TEST_F(OperationHandlerTransaction, TwoSessionsQueuedOfflineKeepTheirIdsApart)
   EXPECT_EQ(frames, expected);
 }
 
-TEST_F(OperationHandlerTransaction, StoredPayloadFollowsTheTransactionId)
+TEST_F(OperationHandlerTransaction, StoredPayloadOfTheStopAloneFollowsTheTransactionId)
 {
   Start();
   Push(Starting("start", 42));
+  Push(FakeOutCalls::MeterValues("values", true));
   Push(Stopping("stop"));
   EXPECT_EQ(mStorage.GetStoredPayload("stop"), R"({"transactionId":-1})");
+  mLink.TakeFrames();
   Answer("start");
+  // Repeated by another life of the process, this one asks the connector, which has the id until the stop is answered.
+  EXPECT_EQ(mLink.TakeFrames(), std::vector<std::string>{R"([2,"values","MeterValues",{"transactionId":42}])"});
+  EXPECT_EQ(mStorage.GetStoredPayload("values"), R"({"transactionId":-1})");
+  Answer("values");
   EXPECT_EQ(mStorage.GetStoredPayload("stop"), R"({"transactionId":42})");
   // Killed from here on, the message would be repeated with its id although the connector has none any more.
   mClock.AdvanceBy(30s);
