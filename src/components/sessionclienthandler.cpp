@@ -20,10 +20,11 @@ namespace {
 constexpr const char* kOpenedTransaction = "OpenedTransaction";
 constexpr const char* kCurrentTransactionId = "CurrentTransactionId";
 constexpr int64_t kNoTransaction = -1;
-// The key of the transaction that "CurrentTransactionId" is the id of.
-const std::string kCurrentTransactionKey = "CurrentTransactionKey";
-// The key of the transaction whose stop was answered last.
-const std::string kClosedTransactionKey = "ClosedTransactionKey";
+// {"Current": <key of the transaction that "CurrentTransactionId" is the id of>,
+//  "Closed": <key of the transaction whose stop was answered last>}
+const std::string kTransactionKeys = "TransactionKeys";
+constexpr const char* kCurrent = "Current";
+constexpr const char* kClosed = "Closed";
 // An SSessionRecord.
 const std::string kSession = "SessionTransaction";
 
@@ -164,7 +165,7 @@ bool CSessionClientHandler::IsStartOnItsWay(const std::string& key) const
   if (key.empty() || key == kAnyTransaction) return false;
   const auto* storage = mSystemAccess.GetPersistentMessageStorage();
   if (storage != nullptr && storage->IsStored(key)) return true;
-  return mSystemAccess.GetSeccPersistentData(mConnector)->GetJson(kCurrentTransactionKey, "") == Json::Value(key);
+  return ReadTransactionKey(kCurrent) == key;
 }
 
 // True when the StopTransaction of the session is stored, or was answered.
@@ -178,8 +179,7 @@ bool CSessionClientHandler::IsStopOnItsWay(const SSessionRecord& session) const
   });
   if (isStored) return true;
   // That there is no id any more would not tell: a start that was given up has none either.
-  const auto& data = *mSystemAccess.GetSeccPersistentData(mConnector);
-  return !session.key.empty() && data.GetJson(kClosedTransactionKey, "") == Json::Value(session.key);
+  return !session.key.empty() && ReadTransactionKey(kClosed) == session.key;
 }
 
 // True for a session whose end was reported, by this life of the process or by an earlier one. The session manager
@@ -345,9 +345,23 @@ void CSessionClientHandler::SetTransactionId(int64_t id)
 void CSessionClientHandler::ClearTransactionId()
 {
   LOG_ENTRY("CSessionClientHandler");
-  auto& data = *mSystemAccess.GetSeccPersistentData(mConnector);
-  data.Apply({}, {{kCurrentTransactionId, Json::Value(static_cast<Json::Int64>(kNoTransaction))},
-                  {kClosedTransactionKey, data.GetJson(kCurrentTransactionKey, "")}});
+  const std::string current = ReadTransactionKey(kCurrent);
+  StoreTransaction(kNoTransaction, current, current);
+}
+
+std::string CSessionClientHandler::ReadTransactionKey(const char* name) const
+{
+  const auto keys = mSystemAccess.GetSeccPersistentData(mConnector)->GetJson(kTransactionKeys, Json::Value());
+  return keys.isObject() && keys[name].isString() ? keys[name].asString() : std::string();
+}
+
+void CSessionClientHandler::StoreTransaction(int64_t id, const std::string& current, const std::string& closed) const
+{
+  Json::Value keys(Json::objectValue);
+  keys[kCurrent] = current;
+  keys[kClosed] = closed;
+  mSystemAccess.GetSeccPersistentData(mConnector)
+      ->Apply({}, {{kCurrentTransactionId, Json::Value(static_cast<Json::Int64>(id))}, {kTransactionKeys, keys}});
 }
 
 void CSessionClientHandler::BeginTransaction(const std::string& key)
@@ -372,9 +386,7 @@ std::string CSessionClientHandler::GetTransactionKey()
 void CSessionClientHandler::SettleTransaction(const std::string& key, int64_t id)
 {
   LOG_ENTRY("CSessionClientHandler");
-  mSystemAccess.GetSeccPersistentData(mConnector)
-      ->Apply({}, {{kCurrentTransactionId, Json::Value(static_cast<Json::Int64>(id))},
-                   {kCurrentTransactionKey, Json::Value(key)}});
+  StoreTransaction(id, key, ReadTransactionKey(kClosed));
 }
 
 int64_t CSessionClientHandler::GetTransactionIdOf(const std::string& key)
@@ -385,7 +397,7 @@ int64_t CSessionClientHandler::GetTransactionIdOf(const std::string& key)
   // Id and key are written together and read one after the other.
   for (;;) {
     const int64_t id = data.GetInt(kCurrentTransactionId, kNoTransaction);
-    const bool isCurrent = !key.empty() && data.GetJson(kCurrentTransactionKey, "") == Json::Value(key);
+    const bool isCurrent = !key.empty() && ReadTransactionKey(kCurrent) == key;
     if (data.GetInt(kCurrentTransactionId, kNoTransaction) == id) return isCurrent ? id : kNoTransaction;
   }
 }

@@ -60,6 +60,10 @@ class CSessionClientHandler : public ISessionClientHandler {
   std::optional<SSessionRecord> ReadSession() const;
   void StoreSession(const SSessionRecord& session) const;
   void StoreSessionEnd(const SSessionRecord& session) const;
+  // Empty when no transaction has had that part.
+  std::string ReadTransactionKey(const char* name) const;
+  // Writes id and keys in one step.
+  void StoreTransaction(int64_t id, const std::string& current, const std::string& closed) const;
   bool IsStartOnItsWay(const std::string& key) const;
   bool IsStopOnItsWay(const SSessionRecord& session) const;
   bool IsReported(const std::string& start) const;

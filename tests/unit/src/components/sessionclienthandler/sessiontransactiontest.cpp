@@ -18,6 +18,23 @@ TEST_F(SessionTransaction, IdIsMinusOneUntilGivenAndOnceCleared)
   EXPECT_EQ(mData->GetInt("CurrentTransactionId", 0), -1);
 }
 
+// Changes of values that are no objects are reported to the operator as parameters that were reconfigured.
+TEST_F(SessionTransaction, WhatIsKeptForARestartIsNoParameterButForTheIdAndTheOpenTransaction)
+{
+  mHandler->Init();
+  BeginWhenPushed("start1");
+  mHandler->HandleSessionStarted(Reading(1));
+  mHandler->SettleTransaction("start1", 42);
+  mHandler->HandleSessionStopped(Reading(2), 4);
+  mHandler->ClearTransactionId();
+  std::vector<std::string> parameters;
+  for (const auto& key : mData->ListKeys()) {
+    if (mData->GetJson(key, Json::Value()).isConvertibleTo(Json::stringValue)) parameters.push_back(key);
+  }
+  EXPECT_EQ(parameters, (std::vector<std::string>{"CurrentTransactionId", "OpenedTransaction"}));
+  EXPECT_EQ(mData->ListKeys().size(), 4U);
+}
+
 TEST_F(SessionTransaction, IdSurvivesARestart)
 {
   mHandler->SettleTransaction("start", 42);
