@@ -53,6 +53,11 @@ void CDiagnosticsCommClient::Send(ipc::MDiagnosticsSignal signal)
   if (const auto delivery = GetDelivery()) delivery->Send(std::move(signal));
 }
 
+void CDiagnosticsCommClient::SendLatest(ipc::MDiagnosticsSignal signal)
+{
+  if (const auto delivery = GetDelivery()) delivery->SendLatest(std::move(signal));
+}
+
 std::optional<ipc::MDiagnosticsSignal> CDiagnosticsCommClient::Receive(ipc::ESignalIdentifier identifier,
                                                                        uint32_t connector)
 {

@@ -20,6 +20,9 @@ class CDiagnosticsCommClient {
   // Hands a value over and returns at once. Values are delivered in order; while the diagnostics process cannot be
   // reached the newest ones are kept, and the loss of older ones is logged. Without Initialize the value goes nowhere.
   static void Send(ipc::MDiagnosticsSignal signal);
+  // As Send, for a value that makes the one before it worthless: of such a signal one value at most waits, however long
+  // the diagnostics process is away.
+  static void SendLatest(ipc::MDiagnosticsSignal signal);
   // The last value that the diagnostics process knows of; empty when there is none or it cannot be asked. Blocks for at
   // most the deadline of a call.
   static std::optional<ipc::MDiagnosticsSignal> Receive(ipc::ESignalIdentifier identifier, uint32_t connector);

@@ -21,14 +21,21 @@ class CDiagnosticsSignal {
   void Send(const T& value) EXCLUDES(mMutex)
   {
     CLock lock(mMutex);
-    HandOver(value);
+    CDiagnosticsCommClient::Send(Take(value));
+  }
+
+  // As Send, for a value that makes the one before it worthless: that one is not delivered if it still waits.
+  void SendLatest(const T& value) EXCLUDES(mMutex)
+  {
+    CLock lock(mMutex);
+    CDiagnosticsCommClient::SendLatest(Take(value));
   }
 
   // As Send, unless the value is the last one already.
   void SendOnChange(const T& value) EXCLUDES(mMutex)
   {
     CLock lock(mMutex);
-    if (mLast != value) HandOver(value);
+    if (mLast != value) CDiagnosticsCommClient::Send(Take(value));
   }
 
   // Asks the diagnostics process; empty when no value is known or it cannot be asked.
@@ -48,15 +55,16 @@ class CDiagnosticsSignal {
   }
 
  private:
-  // Under the lock, which never waits for a delivery, so that the last value kept is the last one delivered.
-  void HandOver(const T& value) REQUIRES(mMutex)
+  // What is handed over is handed over under the lock, which never waits for a delivery, so that the last value kept is
+  // the last one delivered.
+  ipc::MDiagnosticsSignal Take(const T& value) REQUIRES(mMutex)
   {
     mLast = value;
     ipc::MDiagnosticsSignal signal;
     signal.set_identifier(GetIdentifier());
     signal.set_connector(mInstance);
     SignalValue::Put(signal, value);
-    CDiagnosticsCommClient::Send(std::move(signal));
+    return signal;
   }
 
   ipc::ESignalIdentifier GetIdentifier() const

@@ -1,5 +1,6 @@
 #include "platform/diagnostics/signaldelivery.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/commutil/communicationexception.h"
@@ -24,9 +25,30 @@ std::shared_ptr<CSignalDelivery> CSignalDelivery::Start(std::shared_ptr<IDiagnos
   return delivery;
 }
 
-void CSignalDelivery::Send(ipc::MDiagnosticsSignal signal)
+void CSignalDelivery::AddTime(ipc::MDiagnosticsSignal& signal) const
 {
   if (!signal.has_timestamp()) *signal.mutable_timestamp() = ToTimestamp(mClock.SystemNow());
+}
+
+void CSignalDelivery::SendLatest(ipc::MDiagnosticsSignal signal)
+{
+  AddTime(signal);
+  {
+    CLock lock(mMutex);
+    const auto former = std::find_if(mWaiting.begin(), mWaiting.end(), [&](const ipc::MDiagnosticsSignal& waiting) {
+      return waiting.identifier() == signal.identifier() && waiting.connector() == signal.connector();
+    });
+    if (former != mWaiting.end()) {
+      *former = std::move(signal);
+      return;
+    }
+  }
+  Send(std::move(signal));
+}
+
+void CSignalDelivery::Send(ipc::MDiagnosticsSignal signal)
+{
+  AddTime(signal);
   bool isFirstLoss = false;
   {
     CLock lock(mMutex);

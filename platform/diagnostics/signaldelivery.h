@@ -21,6 +21,8 @@ class CSignalDelivery : public std::enable_shared_from_this<CSignalDelivery> {
 
   // Returns at once. A signal without timestamp gets the present time.
   void Send(ipc::MDiagnosticsSignal signal) EXCLUDES(mMutex);
+  // As Send, in the place of a value of the same signal that still waits.
+  void SendLatest(ipc::MDiagnosticsSignal signal) EXCLUDES(mMutex);
   // Delivers what waits as long as that succeeds, drops the rest and ends the thread; takes half a second at most. A
   // call that is still in flight then is left to its deadline, or to the end of the IPC. Call it once.
   void Stop() EXCLUDES(mMutex);
@@ -31,6 +33,7 @@ class CSignalDelivery : public std::enable_shared_from_this<CSignalDelivery> {
   CSignalDelivery(std::shared_ptr<IDiagnostics> diagnostics, IClock& clock);
 
   void Run();
+  void AddTime(ipc::MDiagnosticsSignal& signal) const;
   // False when the diagnostics process did not take it.
   bool Deliver(const ipc::MDiagnosticsSignal& signal);
   // Waits for the next one; empty at the end.

@@ -396,7 +396,8 @@ void CDiagnosticsClientHandler::ReportWebsocketStatus(const std::string& text, E
 void CDiagnosticsClientHandler::SetTransactionQueueSize(uint32_t size)
 {
   LOG_ENTRY("CDiagnosticsClientHandler");
-  mTransactionQueueSize.Send(size);
+  // Changes with every message; a backlog of old sizes would push out what has to be told.
+  mTransactionQueueSize.SendLatest(size);
 }
 
 void CDiagnosticsClientHandler::ReportSecurityEvent(const std::string& text)

@@ -193,6 +193,35 @@ TEST_F(CSignalDeliveryTest, LongOutageKeepsTheNewestAndTellsTheLossOnce)
   EXPECT_EQ(Delivered(), Range(101, 600));
 }
 
+TEST_F(CSignalDeliveryTest, OfASignalSentAsTheLatestOnlyOneValueWaitsAndNothingElseIsLostForIt)
+{
+  mDiagnostics->SetUnreachable();
+  auto measurement = Numbered(0);
+  measurement.set_identifier(ipc::ESignalFreemem);
+  Send(1);
+  for (int32_t number = 1001; number <= 2000; ++number) {
+    measurement.set_int_values(0, number);
+    CDiagnosticsCommClient::SendLatest(measurement);
+    if (number == 1500) Send(2);
+  }
+  measurement.set_connector(1);
+  measurement.set_int_values(0, 3);
+  CDiagnosticsCommClient::SendLatest(measurement);
+  mDiagnostics->SetReachable();
+  mClock.AdvanceBy(1s);
+  EXPECT_EQ(Delivered(), (CNumbers{1, 2000, 2, 3}));
+}
+
+TEST_F(CSignalDeliveryTest, EachLatestValueIsDeliveredWhileNoneWaits)
+{
+  const auto measurement = Numbered(7);
+  for (int i = 0; i < 3; ++i) {
+    CDiagnosticsCommClient::SendLatest(measurement);
+    mClock.WaitIdle();
+  }
+  EXPECT_EQ(Delivered(), (CNumbers{7, 7, 7}));
+}
+
 TEST_F(CSignalDeliveryTest, SendReturnsAtOnceWhileDiagnosticsIsFrozen)
 {
   mDiagnostics->Freeze(true);
