@@ -5,6 +5,7 @@
 
 #include "platform/commutil/communicationexception.h"
 #include "platform/iclogger/log.h"
+#include "platform/worker/worker.h"
 #include "src/components/authorization/authorizationcache.h"
 #include "src/components/authorization/ilocalauthorizationlist.h"
 #include "src/components/authorization/locallistversion.h"
@@ -33,8 +34,7 @@ std::string FindParentId(const IAuthorizeList* store, const std::string& token)
 
 }  // namespace
 
-CAuthorizationManager::CAuthorizationManager(const IClock& clock,
-                                             std::shared_ptr<ISessionManagerAuth> sessionManagerClient,
+CAuthorizationManager::CAuthorizationManager(IClock& clock, std::shared_ptr<ISessionManagerAuth> sessionManagerClient,
                                              ISystemAccessInterface& systemAccess, COpenStore openStore)
     : mClock(clock),
       mSessionManagerClient(std::move(sessionManagerClient)),
@@ -42,13 +42,19 @@ CAuthorizationManager::CAuthorizationManager(const IClock& clock,
       mOpenStore(std::move(openStore))
 {}
 
-CAuthorizationManager::~CAuthorizationManager() = default;
+CAuthorizationManager::~CAuthorizationManager()
+{
+  mCacheWriter.reset();
+  if (mIsCacheWriteWaiting) WriteCache();
+}
 
 void CAuthorizationManager::Init(const std::string& configPath)
 {
   LOG_ENTRY("CAuthorizationManager");
   if (ReadSetting("AuthorizationCacheEnabled")) {
     mCache = std::make_unique<CAuthorizationCache>(mClock, mOpenStore(configPath + kCacheDocument), kCacheCapacity);
+    mCacheWriter = std::make_unique<CWorker>(mClock, "authcache");
+    mCacheWriter->Start();
     LOG_INFO("Authorization cache enabled.");
   }
   if (ReadSetting("LocalAuthListEnabled")) {
@@ -273,7 +279,19 @@ void CAuthorizationManager::UpdateCache(const std::string& id, const std::string
   }
   LOG_INFO("Updating authorization cache with id \"{}\"", id);
   cache->Update(CAuthorizationListEntry(id, parentId, status, expiry, mClock.SystemNow()));
-  cache->WriteToStorage();
+  WriteCacheSoon();
+}
+
+// One write serves all updates that come before it begins.
+void CAuthorizationManager::WriteCacheSoon()
+{
+  if (!mIsCacheWriteWaiting.exchange(true)) mCacheWriter->NonBlockingCall([this] { WriteCache(); });
+}
+
+void CAuthorizationManager::WriteCache()
+{
+  mIsCacheWriteWaiting = false;
+  mCache->WriteToStorage();
 }
 
 void CAuthorizationManager::UpdateLocalList(const std::string& id, const std::string& parentId,

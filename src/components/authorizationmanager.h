@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -10,6 +11,7 @@
 #include "src/components/iauthorizationmanager.h"
 #include "src/components/pushresult.h"
 
+class CWorker;
 class IAuthorizeList;
 class ILocalAuthorizationList;
 class ISystemAccessInterface;
@@ -25,14 +27,17 @@ class CAuthorizationManager : public IAuthorizationManager {
   // Opens the document of a store.
   using COpenStore = std::function<std::shared_ptr<IcConfig::IConfig>(const std::string& name)>;
 
-  CAuthorizationManager(const IClock& clock, std::shared_ptr<ISessionManagerAuth> sessionManagerClient,
+  CAuthorizationManager(IClock& clock, std::shared_ptr<ISessionManagerAuth> sessionManagerClient,
                         ISystemAccessInterface& systemAccess, COpenStore openStore);
+  // Waits until the cache is stored.
   ~CAuthorizationManager() override;
 
   // `configPath` stands ahead of the names of the documents, "authCache.json" and "localAuthList.json"; empty, they lie
   // directly in the data directory of the configuration. To be called once, before any other operation.
   void Init(const std::string& configPath) override;
   void Authorize(ipc::MAuthorizeRequest& request, bool online) override;
+  // In force at once; written at once by a thread of its own ("authcache"), so that neither the driver nor the link
+  // waits for the disk.
   void UpdateCache(const std::string& id, const std::string& parentId, EAuthorizationStatus status,
                    const CExpiry& expiry) override;
   // In memory until WriteLocalListToStorage.
@@ -71,9 +76,11 @@ class CAuthorizationManager : public IAuthorizationManager {
   // Null, and a line in the log, when there is no such store.
   IAuthorizeList* GetEnabledCache() const;
   ILocalAuthorizationList* GetEnabledLocalList() const;
+  void WriteCacheSoon();
+  void WriteCache();
 
   // Constant after construction.
-  const IClock& mClock;
+  IClock& mClock;
   const std::shared_ptr<ISessionManagerAuth> mSessionManagerClient;
   ISystemAccessInterface& mSystemAccess;
   const COpenStore mOpenStore;
@@ -81,4 +88,9 @@ class CAuthorizationManager : public IAuthorizationManager {
   // Constant after Init; null: the store is not enabled.
   std::unique_ptr<IAuthorizeList> mCache;
   std::unique_ptr<ILocalAuthorizationList> mLocalList;
+
+  // An update of the cache whose write has not begun.
+  std::atomic<bool> mIsCacheWriteWaiting{false};
+  // There with the cache. The last member, so that it ends before what its calls use.
+  std::unique_ptr<CWorker> mCacheWriter;
 };

@@ -1,5 +1,8 @@
 #include "src/components/authorizationmanager.h"
 
+#include <future>
+#include <thread>
+
 #include "platform/clock/timetext.h"
 #include "src/components/authorizationsource.h"
 #include "tests/unit/src/components/authorizationmanager/authorizationfixture.h"
@@ -23,6 +26,28 @@ class AuthorizationManager : public CAuthorizationTest {
     return mOcpp->pushes.empty() ? CFakeOcpp::SPush() : mOcpp->pushes.front();
   }
   std::vector<ipc::MAuthorizeRequest> DirectAnswers() const { return mAuthClient->AuthorizeRequests(); }
+};
+
+// A document whose first write waits for its release.
+class CHeldConfig : public CFakeConfig {
+ public:
+  void AwaitWrite() { mEntered.get_future().wait(); }
+  void Release() { mReleased.set_value(); }
+
+  bool Apply(const std::vector<std::string>& remove,
+             const std::vector<std::pair<std::string, Json::Value>>& write) override
+  {
+    if (!mWasHeld.exchange(true)) {
+      mEntered.set_value();
+      mReleased.get_future().wait();
+    }
+    return CFakeConfig::Apply(remove, write);
+  }
+
+ private:
+  std::atomic<bool> mWasHeld{false};
+  std::promise<void> mEntered;
+  std::promise<void> mReleased;
 };
 
 const std::string kIgnored = "Ignore the authorizeId notification, due to never received acceptance from CPO.";
@@ -58,6 +83,7 @@ TEST_F(AuthorizationManager, EnablingAStoreLaterTakesARestart)
   mConfig->SetBool("LocalAuthListEnabled", true);
   EXPECT_FALSE(mManager->IsLocalListEnabled());
   mManager->UpdateCache("TAG", "", EStatus::EAccepted, {});
+  mClock.WaitIdle();
   EXPECT_FALSE(mStores[kCache]->HasKey("TAG"));
 }
 
@@ -68,6 +94,7 @@ TEST_F(AuthorizationManager, DisablingAStoreLaterTakesARestart)
   mConfig->SetBool("LocalAuthListEnabled", false);
   EXPECT_TRUE(mManager->IsLocalListEnabled());
   mManager->UpdateCache("TAG", "", EStatus::EAccepted, {});
+  mClock.WaitIdle();
   EXPECT_TRUE(mStores[kCache]->HasKey("TAG"));
 }
 
@@ -80,6 +107,7 @@ TEST_F(AuthorizationManager, CacheRemembers250TagsAndGivesUpTheFirstForOneMore)
   }
   EXPECT_TRUE(mStores[kCache]->HasKey("TAG0"));
   mManager->UpdateCache("TAG250", "", EStatus::EAccepted, {});
+  mClock.WaitIdle();
   EXPECT_FALSE(mStores[kCache]->HasKey("TAG0"));
   EXPECT_TRUE(mStores[kCache]->HasKey("TAG1"));
   EXPECT_TRUE(mStores[kCache]->HasKey("TAG250"));
@@ -424,12 +452,42 @@ TEST_F(AuthorizationManager, CacheUpdateIsStoredAtOnce)
 {
   Start();
   mManager->UpdateCache("TAG", "GROUP", EStatus::EBlocked, ParseTimeText("2026-02-01T00:00:00Z"));
+  mClock.WaitIdle();
   const auto stored = mStores[kCache]->GetJson("TAG", Json::Value());
   EXPECT_EQ(stored["status"], 1);
   EXPECT_EQ(stored["parent_id"], "GROUP");
   EXPECT_EQ(stored["expiry_date"], "2026-02-01T00:00:00Z");
   EXPECT_EQ(stored["entry_date"], "2026-01-15T10:15:00Z");
   EXPECT_EQ(mLog.Count(Log::ELogLevel::EInfo, "Updating authorization cache with id \"TAG\""), 1U);
+}
+
+TEST_F(AuthorizationManager, NobodyWaitsForTheCacheToBeStoredAndUpdatesMeanwhileAreStoredTogether)
+{
+  const auto store = std::make_shared<CHeldConfig>();
+  mStores[kCache] = store;
+  Start();
+  mManager->UpdateCache("FIRST", "", EStatus::EAccepted, {});
+  store->AwaitWrite();
+  for (const char* id : {"SECOND", "THIRD", "FOURTH"}) mManager->UpdateCache(id, "", EStatus::EAccepted, {});
+  EXPECT_TRUE(store->GetState().empty());
+  store->Release();
+  mClock.WaitIdle();
+  EXPECT_EQ(store->GetState().size(), 4U);
+  EXPECT_EQ(store->GetMedium().GetWriteCount(), 2U);
+}
+
+TEST_F(AuthorizationManager, EndOfTheProcessWaitsUntilTheCacheIsStored)
+{
+  const auto store = std::make_shared<CHeldConfig>();
+  mStores[kCache] = store;
+  Start();
+  mManager->UpdateCache("FIRST", "", EStatus::EAccepted, {});
+  store->AwaitWrite();
+  mManager->UpdateCache("SECOND", "", EStatus::EAccepted, {});
+  std::thread end([this] { mManager.reset(); });
+  store->Release();
+  end.join();
+  EXPECT_EQ(store->GetState().size(), 2U);
 }
 
 TEST_F(AuthorizationManager, CacheUpdateOfATagInTheListChangesAndWritesNothing)
@@ -441,6 +499,7 @@ TEST_F(AuthorizationManager, CacheUpdateOfATagInTheListChangesAndWritesNothing)
   const auto before = mStores[kCache]->GetState();
   const auto writes = mStores[kCache]->GetMedium().GetWriteCount();
   mManager->UpdateCache("TAG", "OTHER", EStatus::EInvalid, {});
+  mClock.WaitIdle();
   EXPECT_EQ(mStores[kCache]->GetState(), before);
   EXPECT_EQ(mStores[kCache]->GetMedium().GetWriteCount(), writes);
   EXPECT_EQ(mLog.Count(Log::ELogLevel::EInfo, "id \"TAG\" present in list, not updating cache"), 1U);
