@@ -10,8 +10,6 @@
 
 namespace {
 
-using Subscribers = Rpc::CSubscribers<ipc::MGenericControlNotification>;
-
 // Requests go to the process control, each on a thread of its own; its reports go to all subscribers.
 class CGenericControlService final : public ipc::GenericControl::CallbackService, public Rpc::IServedService {
  public:
@@ -34,6 +32,8 @@ class CGenericControlService final : public ipc::GenericControl::CallbackService
   void Close() override { mSubscribers->Close(); }
 
  private:
+  using Subscribers = Rpc::CSubscribers<ipc::MGenericControlNotification>;
+
   grpc::ServerUnaryReactor* Enable(grpc::CallbackServerContext*, const ipc::MEmpty*, ipc::MResult* result) override
   {
     return mRequests->Run<ipc::MResult>(*result, [control = mControl] { return control->Enable(); });

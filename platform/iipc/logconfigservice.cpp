@@ -11,8 +11,6 @@
 
 namespace {
 
-using Subscribers = Rpc::CSubscribers<ipc::MLogConfigNotification>;
-
 // The requests do not block and are answered on the transport's threads.
 class CLogConfigService final : public ipc::LogConfig::CallbackService, public Rpc::IServedService {
  public:
@@ -25,6 +23,8 @@ class CLogConfigService final : public ipc::LogConfig::CallbackService, public R
   void Close() override { mSubscribers->Close(); }
 
  private:
+  using Subscribers = Rpc::CSubscribers<ipc::MLogConfigNotification>;
+
   grpc::ServerUnaryReactor* GetLogConfig(grpc::CallbackServerContext* context, const ipc::MEmpty*,
                                          ipc::MLogConfig* answer) override
   {

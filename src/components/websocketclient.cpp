@@ -9,6 +9,7 @@
 #include "src/components/boundedwait.h"
 #include "src/components/idiagnosticsclienthandler.h"
 #include "src/components/ihostinfo.h"
+#include "src/components/websocketclosecode.h"
 
 using websocketppwrapper::EOpcode;
 using websocketppwrapper::IConnection;
@@ -17,8 +18,6 @@ using websocketppwrapper::IWebsocketPPWrapper;
 namespace {
 
 constexpr const char* kClassName = "CWebsocketClient";
-constexpr const char* kSubprotocol = "ocpp1.6";
-constexpr uint16_t kGoingAway = 1001;
 // The step at which a local host is asked for anew.
 constexpr uint32_t kResolveAgainStep = 5;
 
@@ -112,7 +111,7 @@ CWebsocketClient::CWebsocketClient(std::shared_ptr<IHostInfo> hostInfo, std::sha
 
 CWebsocketClient::~CWebsocketClient()
 {
-  Close(kGoingAway, "Closed by CWebsocketClient destructor");
+  Close(WebsocketCloseCode::kGoingAway, "Closed by CWebsocketClient destructor");
   if (!mWebsocket->stopped()) mWebsocket->stop();
   mWorker->Stop();
 }
@@ -134,7 +133,7 @@ bool CWebsocketClient::Connect()
   }
   if (isRunning) {
     LOG_WARNING("[{}] Client is already running. Closing the existing connection and initiating a new one.", Name());
-    Disconnect(kGoingAway, "Closed existing connection to issue new connection.");
+    Disconnect(WebsocketCloseCode::kGoingAway, "Closed existing connection to issue new connection.");
   }
   uint64_t generation = 0;
   {

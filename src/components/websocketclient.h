@@ -57,6 +57,9 @@ class CWebsocketClient : public IWebsocketClient {
   class CControlTurn;
   class CRunning;
 
+  // OCPP-J 1.6 section 3.1.2
+  static constexpr const char* kSubprotocol = "ocpp1.6";
+
   // On the caller's thread.
   void Disconnect(uint16_t code, const std::string& reason);
   void AwaitRunEnd();

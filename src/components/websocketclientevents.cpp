@@ -16,10 +16,7 @@ using websocketppwrapper::IConnection;
 
 namespace {
 
-constexpr const char* kSubprotocol = "ocpp1.6";
 constexpr const char* kPingPayload = "ocpp-client-ping";
-constexpr uint16_t kGoingAway = 1001;
-constexpr uint16_t kProtocolError = 1002;
 
 }  // namespace
 
@@ -33,7 +30,7 @@ void CWebsocketClient::OnOpenHandler(const CConnectionHandle& handle)
     LOG_ERROR("[{}] The server has not accepted subprotocol {} but answered '{}', the connection is refused.", Name(),
               kSubprotocol, subprotocol);
     mIsRefused = true;
-    mWebsocket->close(handle, kProtocolError, "Subprotocol not accepted", error);
+    mWebsocket->close(handle, WebsocketCloseCode::kProtocolError, "Subprotocol not accepted", error);
     return;
   }
   // When Close came first, it waits for nothing but this handler's return.
@@ -106,7 +103,7 @@ void CWebsocketClient::OnPongTimeoutHandler(const CConnectionHandle& handle)
 void CWebsocketClient::CloseOnPongTimeout(const CConnectionHandle& handle)
 {
   try {
-    mWebsocket->close(handle, kGoingAway, "connection broken");
+    mWebsocket->close(handle, WebsocketCloseCode::kGoingAway, "connection broken");
     ReportStatus("Closed (Pong timed out)");
   } catch (const std::system_error& failure) {
     LOG_ERROR("[{}] Closing on pong timed out failed, error: {}.", Name(), failure.what());

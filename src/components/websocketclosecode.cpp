@@ -12,8 +12,8 @@ struct SCloseCode {
 
 constexpr std::array<SCloseCode, 17> kCloseCodes{{
     {1000, "Normal close"},
-    {1001, "Going away"},
-    {1002, "Protocol error"},
+    {WebsocketCloseCode::kGoingAway, "Going away"},
+    {WebsocketCloseCode::kProtocolError, "Protocol error"},
     {1003, "Unsupported data"},
     {1005, "No status set"},
     {1006, "Abnormal close"},

@@ -15,5 +15,5 @@ add_library(secc_actions16 STATIC ocpp16/implementation/authorizeoperation.cpp
                                   ocpp16/implementation/transactionoperation.cpp)
 target_link_libraries(secc_actions16 PUBLIC secc_base secc_log secc_payloads secc_operation_model secc_diagnostics
                                             secc_toolbox secc_iipc_interfaces
-                                            secc_ocppconfig
+                                            secc_ocppconfig secc_backoffice
                                             PkgConfig::JSONCPP)

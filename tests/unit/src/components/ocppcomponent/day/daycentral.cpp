@@ -6,8 +6,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Of the station's configuration: an answer after that comes too late.
-constexpr auto kMessageTimeout = 30s;
 constexpr int64_t kFirstTransactionId = 1000;
 
 CAccountBook::EAnswer ToAnswer(CDayCentral::EEffect effect)

@@ -10,6 +10,9 @@
 #include "platform/clock/clock.h"
 #include "tests/unit/src/components/ocppcomponent/day/accountbook.h"
 
+// Of the station's configuration: an answer after that comes too late.
+constexpr std::chrono::seconds kMessageTimeout{30};
+
 // Chance. One for each of those who decide something, so that one's decisions do not shift another's.
 class CDayChance {
  public:

@@ -7,12 +7,6 @@
 
 using namespace std::chrono_literals;
 
-namespace {
-
-constexpr auto kMessageTimeout = 30s;
-
-}  // namespace
-
 void CWireLog::Add(IClock::SteadyTime time, const std::string& direction, const std::string& text)
 {
   // Type, message id, the rest.
