@@ -15,6 +15,8 @@ add_compile_options(-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
 add_compile_definitions(_FILE_OFFSET_BITS=64)
 
 if(SECC_SANITIZER)
+  # For tests that measure: the compilers tell in different ways.
+  add_compile_definitions(SECC_SANITIZED)
   add_compile_options(-fsanitize=${SECC_SANITIZER} -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${SECC_SANITIZER})
   if(SECC_SANITIZER MATCHES "undefined")

@@ -6,7 +6,7 @@
 #include "platform/clock/realclock.h"
 
 // How much longer a sanitizer may make a measured time.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef SECC_SANITIZED
 constexpr int kSlowdown = 10;
 #else
 constexpr int kSlowdown = 1;

@@ -12,7 +12,7 @@ using namespace std::string_literals;
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef SECC_SANITIZED
 constexpr bool kIsInstrumented = true;
 #else
 constexpr bool kIsInstrumented = false;

@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 using testing::HasSubstr;
 
 // Sanitizers keep freed memory back.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef SECC_SANITIZED
 constexpr bool kIsMemoryMeasured = false;
 #else
 constexpr bool kIsMemoryMeasured = true;
