@@ -27,6 +27,9 @@ CDayStation::SOptions CDayActor::DrawOptions(uint32_t seed)
   options.clockAlignedIntervalS =
       clockAlignedIntervals.at(static_cast<size_t>(chance.Below(clockAlignedIntervals.size())));
   options.storesMeterValues = chance.Percent(60);
+  options.preAuthorizes = chance.Percent(40);
+  options.asksStoresOffline = chance.Percent(60);
+  options.allowsUnknownTagsOffline = chance.Percent(40);
   return options;
 }
 
@@ -44,6 +47,7 @@ void CDayActor::Play(std::chrono::nanoseconds duration)
       RepairIn(1s, 10min, [this] { mStation.PowerOn(); });
     }
     RepairWhatIsDue();
+    mStation.HearDrivers();
     PlayNext();
   }
 }
@@ -65,7 +69,7 @@ void CDayActor::RepairWhatIsDue()
 
 void CDayActor::PlayNext()
 {
-  static constexpr std::array<SDeed, 13> kDeeds{{
+  static constexpr std::array<SDeed, 14> kDeeds{{
       {40, &CDayActor::BeginOrEndSession},
       {5, &CDayActor::SuspendSession},
       {8, &CDayActor::BreakConnection},
@@ -79,6 +83,7 @@ void CDayActor::PlayNext()
       {3, &CDayActor::FillStore},
       {3, &CDayActor::ChangeSampleInterval},
       {3, &CDayActor::SpeakUnasked},
+      {20, &CDayActor::PresentTag},
   }};
   int64_t sum = 0;
   for (const auto& deed : kDeeds) sum += deed.weight;
@@ -204,8 +209,11 @@ void CDayActor::LoseSibling()
     mStation.GetClock().WaitIdle();
     LOG_INFO("--- the session manager is away");
     sibling->SetUnreachable();
+    mStation.GetReader().GetClient()->SetUnreachable();
     mStation.Pass(mChance.Between(0ms, 5min));
+    mStation.GetReader().Excuse();
     sibling->SetReachable();
+    mStation.GetReader().GetClient()->SetReachable();
     mStation.GetSessions().Announce();
     return;
   }
@@ -230,6 +238,13 @@ void CDayActor::ChangeSampleInterval()
   const std::array<int64_t, 5> intervals{0, 60, 300, 900, 1800};
   mStation.Config("ocpp")->SetInt("MeterValueSampleInterval",
                                   intervals.at(static_cast<size_t>(mChance.Below(intervals.size()))));
+}
+
+// Often right before or behind something that goes wrong.
+void CDayActor::PresentTag()
+{
+  mStation.PresentTag();
+  if (mChance.Percent(20)) mStation.BreakLinks();
 }
 
 void CDayActor::SpeakUnasked()

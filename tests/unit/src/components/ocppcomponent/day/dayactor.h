@@ -43,6 +43,7 @@ class CDayActor {
   void FillStore();
   void ChangeSampleInterval();
   void SpeakUnasked();
+  void PresentTag();
 
   CDayStation& mStation;
   CDayChance mChance;

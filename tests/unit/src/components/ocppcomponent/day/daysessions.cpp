@@ -70,6 +70,13 @@ void CDaySessions::Announce()
   mWorker.NonBlockingCall([this] { EmitState(); });
 }
 
+void CDaySessions::Notify(std::function<void()> call)
+{
+  mWorker.NonBlockingCall([this, call = std::move(call)] {
+    if (mIsListening) call();
+  });
+}
+
 void CDaySessions::Listen(bool isNew)
 {
   mWorker.NonBlockingCall([this, isNew] { RunListen(isNew); });

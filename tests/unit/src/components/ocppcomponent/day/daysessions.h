@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -51,6 +52,8 @@ class CDaySessions {
   void Listen(bool isNew);
   // The process does not listen any more. Returns when the last notification has been handled.
   void Silence();
+  // Runs `call` on the thread of the notifications if the process listens.
+  void Notify(std::function<void()> call);
   // Tells the connector's state, as after an outage of the session manager.
   void Announce();
 

@@ -63,6 +63,7 @@ CDayStation::CDayStation(const SOptions& options)
       mCentral(std::make_shared<CDayCentral>(&mBook, options.seed * 4 + 1)),
       mHub(std::make_shared<CDayCentral>(nullptr, options.seed * 4 + 2)),
       mSessions(std::make_unique<CDaySessions>(mClock, mCentral, options.seed * 4 + 3)),
+      mReader(std::make_unique<CDayReader>(mClock, mSessions->GetManager(), options.seed * 4)),
       mLinkSeed(options.seed * 1000)
 {
   Preset(options);
@@ -83,6 +84,9 @@ void CDayStation::Preset(const SOptions& options)
   ocpp["MeterValueSampleInterval"] = static_cast<Json::Int64>(options.sampleIntervalS);
   ocpp["ClockAlignedDataInterval"] = static_cast<Json::Int64>(options.clockAlignedIntervalS);
   ocpp["MeterValuePersistentStorageEnable"] = options.storesMeterValues;
+  ocpp["LocalPreAuthorize"] = options.preAuthorizes;
+  ocpp["LocalAuthorizeOffline"] = options.asksStoresOffline;
+  ocpp["AllowOfflineTxForUnknownId"] = options.allowsUnknownTagsOffline;
 }
 
 std::shared_ptr<CFakeConfig> CDayStation::Config(const std::string& domain)
@@ -108,7 +112,7 @@ SIpcClients CDayStation::GetClients() const
   clients.feedback = std::make_shared<CFakeFeedback>();
   clients.meter = mSessions->GetMeter();
   clients.safetyMcuComm = std::make_shared<CFakeSafetyMcuComm>();
-  clients.sessionManagerAuth = std::make_shared<CFakeSessionManagerAuth>();
+  clients.sessionManagerAuth = mReader->GetClient();
   clients.sessionManager = mSessions->GetManager();
   return clients;
 }
@@ -169,6 +173,8 @@ void CDayStation::PowerOff()
   mSessions->Silence();
   mIsEnabled = false;
   mLife->component.reset();
+  HearDrivers();
+  mReader->Excuse();
   CDiagnosticsCommClient::Terminate();
   for (const auto& [domain, config] : mConfigs) mStored[domain] = config->GetSurvivingState();
   mConfigs.clear();
@@ -196,6 +202,7 @@ void CDayStation::Disable()
   mSessions->Silence();
   mLife->component->Disable();
   mIsEnabled = false;
+  mReader->Excuse();
 }
 
 void CDayStation::Pass(std::chrono::nanoseconds duration)
@@ -212,6 +219,18 @@ void CDayStation::BreakLinks()
 void CDayStation::PlayMessage(const std::string& text)
 {
   if (mLife && !mLife->links.empty()) mLife->links.front()->PlayMessage(text);
+}
+
+void CDayStation::PresentTag()
+{
+  mSessions->Notify([this] { mReader->Present(); });
+}
+
+void CDayStation::HearDrivers()
+{
+  for (const auto& fault : mReader->Look()) {
+    mCentral->WithBook([&](CAccountBook& book) { book.AddFault(fault); });
+  }
 }
 
 std::optional<bool> CDayStation::IsStorageFullSignal() const
@@ -259,5 +278,6 @@ CAccountBook::SEnd CDayStation::Settle()
 std::vector<std::string> CDayStation::Audit()
 {
   const auto end = Settle();
+  HearDrivers();
   return mBook.Audit(end);
 }

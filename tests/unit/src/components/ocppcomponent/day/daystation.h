@@ -11,6 +11,7 @@
 #include "src/components/ipccallbacklayer.h"
 #include "src/components/ocppcomponent.h"
 #include "tests/unit/src/components/ocppcomponent/day/daylink.h"
+#include "tests/unit/src/components/ocppcomponent/day/dayreader.h"
 #include "tests/unit/src/components/ocppcomponent/day/daysessions.h"
 #include "tests/unit/support/fakeconfig.h"
 
@@ -32,6 +33,9 @@ class CDayStation {
     int64_t sampleIntervalS = 900;
     int64_t clockAlignedIntervalS = 0;
     bool storesMeterValues = true;
+    bool preAuthorizes = false;
+    bool asksStoresOffline = true;
+    bool allowsUnknownTagsOffline = false;
   };
 
   explicit CDayStation(const SOptions& options);
@@ -59,6 +63,10 @@ class CDayStation {
 
   void BreakLinks();
   void PlayMessage(const std::string& text);
+  // A driver who is not in a session holds a tag to the reader.
+  void PresentTag();
+  // Whatever the drivers at the reader have to complain of goes into the book.
+  void HearDrivers();
   // A domain over its packaged defaults. Valid until the next PowerOff.
   std::shared_ptr<CFakeConfig> Config(const std::string& domain);
   size_t CountStored() { return Config("secc_persistentmessages")->GetState().size(); }
@@ -69,6 +77,7 @@ class CDayStation {
 
   CSimulatedClock& GetClock() { return mClock; }
   CDaySessions& GetSessions() { return *mSessions; }
+  CDayReader& GetReader() { return *mReader; }
   CDayCentral& GetCentral() { return *mCentral; }
   CDayNetwork& GetNetwork() { return *mNetwork; }
   CFakeDiagnostics& GetDiagnostics() { return *mDiagnostics; }
@@ -105,6 +114,7 @@ class CDayStation {
   const std::shared_ptr<CFakeDiagnostics> mDiagnostics = std::make_shared<CFakeDiagnostics>();
   const std::shared_ptr<CFakeCurrentControl> mCurrentControl = std::make_shared<CFakeCurrentControl>();
   const std::unique_ptr<CDaySessions> mSessions;
+  const std::unique_ptr<CDayReader> mReader;
   std::map<std::string, CFakeConfig::CState> mStored;  // of domains, while no process has them open
   std::map<std::string, std::shared_ptr<CFakeConfig>> mConfigs;
   uint32_t mLinkSeed;

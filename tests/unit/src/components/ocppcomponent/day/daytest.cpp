@@ -23,6 +23,8 @@ struct SDay {
   std::vector<std::string> wire;
   size_t sessions = 0;
   size_t messages = 0;
+  size_t drivers = 0;
+  size_t answered = 0;
 };
 
 uint32_t NumberFrom(const char* variable, uint32_t otherwise)
@@ -44,6 +46,8 @@ SDay PlayDay(uint32_t seed, CSimulatedClock::EThreads threads = CSimulatedClock:
     day.sessions = book.CountSessions();
     day.messages = book.CountMessages();
   });
+  day.drivers = station.GetReader().CountDrivers();
+  day.answered = station.GetReader().CountAnswered();
   return day;
 }
 
@@ -71,15 +75,21 @@ TEST_F(Day, EndsWithBalancedBooksWhateverHappens)
   const uint32_t count = only != 0 ? 1 : NumberFrom("SECC_DAY_SEEDS", kDefaultSeeds);
   size_t sessions = 0;
   size_t messages = 0;
+  size_t drivers = 0;
+  size_t answered = 0;
   for (uint32_t seed = first; seed < first + count; ++seed) {
     const auto day = PlayDay(seed);
     sessions += day.sessions;
     messages += day.messages;
+    drivers += day.drivers;
+    answered += day.answered;
     EXPECT_TRUE(day.faults.empty()) << "The day of seed " << seed << " (again with SECC_DAY_SEED=" << seed
                                     << "):" << Join(day.faults);
   }
-  std::cout << count << " days, " << sessions << " sessions, " << messages << " transaction messages\n";
+  std::cout << count << " days, " << sessions << " sessions, " << messages << " transaction messages, " << drivers
+            << " drivers at the reader, " << answered << " answered\n";
   EXPECT_GT(sessions, count);
+  EXPECT_GT(answered, drivers / 2);
 }
 
 TEST_F(Day, OfTheSameSeedPutsTheSameFramesOnTheWire)
