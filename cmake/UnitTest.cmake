@@ -55,5 +55,6 @@ function(secc_unit_test)
   endif()
   target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} secc_test_support GTest::gmock GTest::gtest_main)
   add_test(NAME ${target} COMMAND ${target})
-  set_tests_properties(${target} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS unit)
+  # Those that may take long begin first.
+  set_tests_properties(${target} PROPERTIES TIMEOUT ${ARG_TIMEOUT} COST ${ARG_TIMEOUT} LABELS unit)
 endfunction()
