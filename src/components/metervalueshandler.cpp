@@ -7,10 +7,9 @@
 #include "platform/clock/timetext.h"
 #include "platform/commutil/communicationexception.h"
 #include "platform/iclogger/log.h"
+#include "src/components/energyunits.h"
 
 namespace {
-
-constexpr int64_t kMilliWhPerWh = 1000;
 
 template <typename TList>
 auto FirstOf(const TList& list, size_t count)

@@ -6,6 +6,7 @@
 #include "platform/commutil/communicationexception.h"
 #include "platform/iclogger/log.h"
 #include "src/components/boundedwait.h"
+#include "src/components/energyunits.h"
 #include "src/components/ibackoffice.h"
 #include "src/components/iocpp.h"
 #include "src/components/iocppconfigmanager.h"
@@ -16,7 +17,6 @@ namespace {
 
 constexpr std::chrono::hours kDay{24};
 constexpr int64_t kSampleClock = 3;  // reading context "Sample.Clock"
-constexpr int64_t kMilliWhPerWh = 1000;
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "platform/icconfig/jsontext.h"
+#include "src/components/energyunits.h"
 
 namespace {
 
@@ -12,7 +13,6 @@ constexpr const char* kStart = "Start";
 constexpr const char* kEnd = "End";
 constexpr const char* kEnded = "Ended";
 constexpr const char* kHasMovedMeter = "HasMovedMeter";
-constexpr int64_t kMilliWhPerWh = 1000;
 
 std::string TextOf(const Json::Value& json, const char* name)
 {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/iclogger/log.h"
+#include "src/components/energyunits.h"
 #include "src/components/iauthorizationmanager.h"
 #include "src/components/iocppconfigmanager.h"
 #include "src/components/isessionclienthandler.h"
@@ -17,7 +18,6 @@ using Ocpp16::StartTransaction::startTransactionRequest;
 using Ocpp16::StartTransaction::startTransactionResponse;
 using TransactionOperation::IsConnector;
 using TransactionOperation::kDefaultConnectorId;
-using TransactionOperation::kMilliWhPerWh;
 using TransactionOperation::kNoTransaction;
 using TransactionOperation::MakeConnectorTag;
 using TransactionOperation::PresentTimeText;

@@ -5,6 +5,7 @@
 
 #include "platform/iclogger/log.h"
 #include "src/components/configmetadata.h"
+#include "src/components/energyunits.h"
 #include "src/components/iocppconfigmanager.h"
 #include "src/components/iresetmanager.h"
 #include "src/components/isystemaccessinterface.h"
@@ -23,7 +24,6 @@ using Ocpp16::StopTransaction::stopTransactionRequest;
 using Ocpp16::StopTransaction::stopTransactionResponse;
 using Operation::StopTransaction::CSampledEnergyActiveImportRegister;
 using TransactionOperation::kDefaultConnectorId;
-using TransactionOperation::kMilliWhPerWh;
 using TransactionOperation::kNoTransaction;
 using TransactionOperation::MakeConnectorTag;
 using TransactionOperation::PresentTimeText;

@@ -13,7 +13,6 @@ namespace TransactionOperation {
 
 constexpr uint32_t kDefaultConnectorId = 1;
 constexpr int64_t kNoTransaction = -1;
-constexpr int64_t kMilliWhPerWh = 1000;
 
 // The connector as text ahead of log lines.
 std::shared_ptr<const std::string> MakeConnectorTag(uint32_t connectorId);

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "platform/clock/timetext.h"
+#include "src/components/energyunits.h"
 
 using namespace std::chrono_literals;
 
@@ -10,7 +11,6 @@ namespace {
 
 // After which a session manager may take it that an event has arrived.
 constexpr auto kSurelyTaken = 5s;
-constexpr int64_t kMilliWhPerWh = 1000;
 constexpr int64_t kMilliJoulePerMilliWh = 3600;
 
 }  // namespace
