@@ -41,7 +41,7 @@ CFakeMedium::EWrite CFakeMedium::NextWrite()
   CLock lock(mMutex);
   ++mWriteCount;
   if (mFailAll || mFailing.count(mWriteCount) != 0) return EWrite::EFailed;
-  if (!mLastDurable || mWriteCount <= *mLastDurable) return EWrite::EDone;
+  if (!mPowerCut && (!mLastDurable || mWriteCount <= *mLastDurable)) return EWrite::EDone;
   mPowerCut = true;
   return EWrite::ELost;
 }

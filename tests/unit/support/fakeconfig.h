@@ -27,8 +27,8 @@ class CFakeMedium {
   // Fails every write until called with false.
   void FailAllWrites(bool fail);
   // The power goes after the n-th write from now on (0 = at once): later writes still look done to whoever makes them,
-  // but are missing in CFakeConfig::GetSurvivingState. `callback` runs once, when the first write is lost, on the
-  // writing thread, without a lock.
+  // but are missing in CFakeConfig::GetSurvivingState. It does not come back. `callback` runs once, when the first
+  // write is lost, on the writing thread, without a lock.
   void CutPowerAfterWrite(uint64_t n, std::function<void()> callback = {});
   bool IsPowerCut() const;
   // Writes that were attempted so far, failed and lost ones included.

@@ -3,6 +3,7 @@
 #include <json/reader.h>
 
 #include <fstream>
+#include <utility>
 
 #include "platform/diagnostics/diagnosticscommclient.h"
 #include "src/components/hostinfo.h"
@@ -184,8 +185,16 @@ void CDayStation::PowerOff()
 void CDayStation::CutPowerAfter(uint64_t writes, ECut cut)
 {
   auto& power = *mLife->power;
+  // The other threads may just be coming to the write that the first one is behind.
+  if (std::exchange(power.isCutDue, true)) return;
   power.medium->CutPowerAfterWrite(writes);
   power.lastWrite = cut == ECut::EBehindWrite ? power.medium->GetWriteCount() + writes : UINT64_MAX;
+}
+
+void CDayStation::SparePower()
+{
+  mLife->power->medium->CutPowerAfterWrite(kNever);
+  mLife->power->lastWrite = UINT64_MAX;
 }
 
 void CDayStation::Enable()
@@ -244,8 +253,9 @@ bool CDayStation::IsSettled() { return !mSessions->IsRunning() && CountStored() 
 
 CAccountBook::SEnd CDayStation::Settle()
 {
+  mClock.WaitIdle();
   if (IsPowerCut()) PowerOff();
-  if (IsOn()) CutPowerAfter(kNever, ECut::EBeforeNextWrite);
+  if (IsOn()) SparePower();
   mNetwork->state = CDayNetwork::EState::EUp;
   mCentral->SetMood(CDayCentral::kKind);
   mHub->SetMood(CDayCentral::kKind);

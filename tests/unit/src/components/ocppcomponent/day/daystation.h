@@ -48,6 +48,7 @@ class CDayStation {
   // The process dies as it stands.
   void PowerOff();
   bool IsOn() const { return mLife != nullptr; }
+  // Does nothing if a cut is due already in this life.
   void CutPowerAfter(uint64_t writes, ECut cut);
   // The process has died by CutPowerAfter; PowerOff clears what is left of it.
   bool IsPowerCut() const { return mLife != nullptr && mLife->IsPowerCut(); }
@@ -89,6 +90,7 @@ class CDayStation {
   struct SPower {
     std::shared_ptr<CFakeMedium> medium = std::make_shared<CFakeMedium>();
     std::atomic<uint64_t> lastWrite{UINT64_MAX};
+    bool isCutDue = false;
     bool IsCut() const { return medium->IsPowerCut() || medium->GetWriteCount() >= lastWrite; }
   };
   struct SLife {
@@ -103,6 +105,8 @@ class CDayStation {
   SOcppEnvironment GetEnvironment();
   std::shared_ptr<CDayLink> CreateLink(const SHostSettings& settings);
   bool IsSettled();
+  // Takes a cut back that is due; with all threads at rest.
+  void SparePower();
 
   CSimulatedClock mClock;
   CAccountBook mBook;
