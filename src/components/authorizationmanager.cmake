@@ -3,4 +3,4 @@ add_library(secc_authorizationmanager STATIC authorizationmanager.cpp authorizat
 target_link_libraries(
   secc_authorizationmanager
   PUBLIC secc_base secc_log secc_iipc_interfaces PkgConfig::JSONCPP
-  PRIVATE secc_authorizationlists secc_operation_model)
+  PRIVATE secc_authorizationlists secc_operation_model secc_worker)
