@@ -4,6 +4,7 @@
 
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 
 #include "tests/unit/platform/icconfig/configtesttools.h"
 #include "tests/unit/support/logcapture.h"
@@ -70,7 +71,11 @@ TEST_F(ConfigDocument, WritingInPlaceByAnEditorIsSeenWhenTheFileIsWhole)
 {
   WriteFile(mFile, "{\"a\":1}");
   const auto config = Open();
-  WriteFile(mFile, "{\"a\":12345}");
+  {
+    // Not truncated first: whoever looks in between must find the old text or the new one.
+    std::fstream file(mFile, std::ios::in | std::ios::out);
+    file << "{\"a\":12345}";
+  }
   ASSERT_TRUE(mRecorder.WaitForChanges(1));
   EXPECT_EQ(config->GetInt("a", 0), 12345);
 }
