@@ -7,6 +7,7 @@
 #include <array>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -56,9 +57,18 @@ class CTlsVerification : public ITlsVerification {
   X509_STORE_CTX* const mContext;
 };
 
+// The engine would prepare itself with its first context, and does not expect two threads to make that one at once, as
+// the links of two backoffices do.
+inline bool PrepareEngine()
+{
+  static const bool kIsReady = wolfSSL_Init() == WOLFSSL_SUCCESS;
+  return kIsReady;
+}
+
 class CTlsContext : public ITlsContext {
  public:
-  CTlsContext() : mContext(std::make_shared<CContext>(CContext::tls_client)) {}
+  // Throws std::system_error when the engine cannot give a context.
+  CTlsContext() : mContext(MakeContext()) {}
 
   void SetOptions(const std::vector<ETlsOption>& options, std::error_code& error) override
   {
@@ -101,6 +111,11 @@ class CTlsContext : public ITlsContext {
   const std::shared_ptr<CContext>& Get() const { return mContext; }
 
  private:
+  static std::shared_ptr<CContext> MakeContext()
+  {
+    if (!PrepareEngine()) throw std::system_error(std::make_error_code(std::errc::not_enough_memory), "TLS");
+    return std::make_shared<CContext>(CContext::tls_client);
+  }
   static CContext::options ToBits(ETlsOption option)
   {
     switch (option) {
