@@ -50,6 +50,7 @@ void CAuthorizeList::DeleteEntry(const std::string& id)
 {
   LOG_DEBUG("Deleting entry in the list/cache: {}", id);
   mEntries.erase(id);
+  mChanged.erase(id);
 }
 
 bool CAuthorizeList::Contains(const std::string& id) const
@@ -120,7 +121,9 @@ void CAuthorizeList::WriteToStorage()
   for (const auto& entry : step.write) write.emplace_back(entry.GetId(), entry.ToJson());
   if (mStore->Apply(step.remove, write)) return;
   CLock lock(mMutex);
-  mChanged.merge(step.changed);
+  for (const auto& id : step.changed) {
+    if (mEntries.count(id) != 0) mChanged.insert(id);
+  }
 }
 
 size_t CAuthorizeList::GetSize() const
