@@ -38,7 +38,8 @@ SMemory Measure()
 void RunSession(CBenchStation& station, uint64_t number)
 {
   const bool isLinkLost = number % 10 == 5;
-  const std::string idTag = "TAG" + std::to_string(number);
+  // The same drivers come again; the cache of tags grows with their number, up to its capacity.
+  const std::string idTag = "TAG" + std::to_string(number % kFirst);
   station.ChangeState(ipc::EConnectorStatePreparingPluggedIn);
   station.PresentTag(idTag);
   station.AnswerAll();
