@@ -25,34 +25,18 @@ std::shared_ptr<CSignalDelivery> CSignalDelivery::Start(std::shared_ptr<IDiagnos
   return delivery;
 }
 
-void CSignalDelivery::AddTime(ipc::MDiagnosticsSignal& signal) const
+void CSignalDelivery::Send(ipc::MDiagnosticsSignal signal) { Enqueue(std::move(signal), EFormerValue::EKeep); }
+
+void CSignalDelivery::SendLatest(ipc::MDiagnosticsSignal signal) { Enqueue(std::move(signal), EFormerValue::EReplace); }
+
+void CSignalDelivery::Enqueue(ipc::MDiagnosticsSignal signal, EFormerValue formerValue)
 {
   if (!signal.has_timestamp()) *signal.mutable_timestamp() = ToTimestamp(mClock.SystemNow());
-}
-
-void CSignalDelivery::SendLatest(ipc::MDiagnosticsSignal signal)
-{
-  AddTime(signal);
-  {
-    CLock lock(mMutex);
-    const auto former = std::find_if(mWaiting.begin(), mWaiting.end(), [&](const ipc::MDiagnosticsSignal& waiting) {
-      return waiting.identifier() == signal.identifier() && waiting.connector() == signal.connector();
-    });
-    if (former != mWaiting.end()) {
-      *former = std::move(signal);
-      return;
-    }
-  }
-  Send(std::move(signal));
-}
-
-void CSignalDelivery::Send(ipc::MDiagnosticsSignal signal)
-{
-  AddTime(signal);
   bool isFirstLoss = false;
   {
     CLock lock(mMutex);
     if (mIsStopped) return;
+    if (formerValue == EFormerValue::EReplace && ReplaceFormer(signal)) return;
     if (mWaiting.size() == kMaxWaiting) {
       mWaiting.pop_front();
       isFirstLoss = !std::exchange(mIsLosing, true);
@@ -61,6 +45,16 @@ void CSignalDelivery::Send(ipc::MDiagnosticsSignal signal)
     mClock.NotifyAll(mChanged);
   }
   if (isFirstLoss) LogLoss();
+}
+
+bool CSignalDelivery::ReplaceFormer(ipc::MDiagnosticsSignal& signal)
+{
+  const auto former = std::find_if(mWaiting.begin(), mWaiting.end(), [&](const ipc::MDiagnosticsSignal& waiting) {
+    return waiting.identifier() == signal.identifier() && waiting.connector() == signal.connector();
+  });
+  if (former == mWaiting.end()) return false;
+  *former = std::move(signal);
+  return true;
 }
 
 void CSignalDelivery::Stop()

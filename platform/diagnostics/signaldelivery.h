@@ -32,8 +32,12 @@ class CSignalDelivery : public std::enable_shared_from_this<CSignalDelivery> {
  private:
   CSignalDelivery(std::shared_ptr<IDiagnostics> diagnostics, IClock& clock);
 
+  enum class EFormerValue { EKeep, EReplace };
+
   void Run();
-  void AddTime(ipc::MDiagnosticsSignal& signal) const;
+  void Enqueue(ipc::MDiagnosticsSignal signal, EFormerValue formerValue) EXCLUDES(mMutex);
+  // False when no value of the same signal waits.
+  bool ReplaceFormer(ipc::MDiagnosticsSignal& signal) REQUIRES(mMutex);
   // False when the diagnostics process did not take it.
   bool Deliver(const ipc::MDiagnosticsSignal& signal);
   // Waits for the next one; empty at the end.
