@@ -12,12 +12,12 @@
 #include "src/components/messagehandler.h"
 #include "src/components/operation/ocpp_common/ioperationhandler.h"
 #include "src/components/operation/ocpp_common/outcalloperationbase.h"
+#include "src/components/websocketclosecode.h"
 
 namespace {
 
 constexpr const char* kWasAccepted = "WasAccepted";
 constexpr uint16_t kMaxSendTimeouts = 3;
-constexpr uint16_t kNormalClose = 1000;
 constexpr const char* kDisablingReason = "Client is Disabling";
 
 }  // namespace
@@ -60,7 +60,7 @@ CBackoffice::~CBackoffice()
   // Whoever can still call this object ends before its members go: the sender, the thread of the link, the timers of
   // the operation handler (one of which may order a last reconnect, which stays closed).
   mWorker.Stop();
-  mWebsocketClient->Close(kNormalClose, kDisablingReason);
+  mWebsocketClient->Close(WebsocketCloseCode::kNormal, kDisablingReason);
   mOperationHandler.reset();
   mReconnectWorker.Stop();
 }
@@ -160,7 +160,7 @@ void CBackoffice::Connect(bool connect)
   if (mConnectWanted) {
     mWebsocketClient->Connect();
   } else {
-    mWebsocketClient->Close(kNormalClose, kDisablingReason);
+    mWebsocketClient->Close(WebsocketCloseCode::kNormal, kDisablingReason);
   }
 }
 
@@ -289,9 +289,9 @@ void CBackoffice::RunReconnect(const SReconnectOptions& options)
     }
     reason = fmt::format("Updated {}, restarting connection", fmt::join(names, " and "));
   }
-  mWebsocketClient->Close(kNormalClose, reason);
+  mWebsocketClient->Close(WebsocketCloseCode::kNormal, reason);
   // A backoffice that is disabled meanwhile ends closed, whichever of the two comes last.
   if (!mConnectWanted) return;
   mWebsocketClient->Connect();
-  if (!mConnectWanted) mWebsocketClient->Close(kNormalClose, kDisablingReason);
+  if (!mConnectWanted) mWebsocketClient->Close(WebsocketCloseCode::kNormal, kDisablingReason);
 }

@@ -6,6 +6,7 @@
 // What we close with ourselves.
 namespace WebsocketCloseCode {
 
+constexpr uint16_t kNormal = 1000;
 constexpr uint16_t kGoingAway = 1001;
 constexpr uint16_t kProtocolError = 1002;
 
