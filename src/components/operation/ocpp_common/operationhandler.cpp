@@ -311,13 +311,16 @@ void COperationHandler::UpdateTransactionId(const COperation& operation)
   try {
     const auto index = operation->GetConnectorIndex();
     if (!index || *index >= mConnectors.size() || !mConnectors[*index]) return;
-    const std::string before = operation->GetPayload();
-    operation->UpdateTransactionId(mConnectors[*index]->GetTransactionId());
+    const int64_t transactionId = mConnectors[*index]->GetTransactionId();
     // A message that is still stored after a restart finds its id at the connector, but for one that was answered with
     // the end of the transaction just before.
-    if (operation->EndsTransaction() && operation->GetPayload() != before) {
-      mQueueManager->UpdateStoredPayload(operation);
+    if (!operation->EndsTransaction()) {
+      operation->UpdateTransactionId(transactionId);
+      return;
     }
+    const std::string before = operation->GetPayload();
+    operation->UpdateTransactionId(transactionId);
+    if (operation->GetPayload() != before) mQueueManager->UpdateStoredPayload(operation);
   } catch (...) {
     // The message itself must not be lost for that.
     LOG_ERROR("Cannot update the transaction id of {}. {}", operation->GetAction(), CurrentPayloadFault().text);
