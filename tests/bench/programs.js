@@ -91,8 +91,10 @@ export function measureSessionMemory(table) {
   const options = { cwd: FOLDER, stdio: ['ignore', 'pipe', 'inherit'], env };
   const result = JSON.parse(execFileSync(program('bench_sessionmemory'), options).toString());
   const sessions = result.sessions.toLocaleString('en');
-  const heap = `heap in use after ${sessions} sessions / after 10`;
-  table.add(heap, result.heapLast, result.heapFirst, megabytes, atMost(1.01));
+  const heap = `heap in use after ${sessions} sessions`;
+  // After ten the list of former sessions still grows, to its sixteen.
+  table.add(`${heap} / after 10`, result.heapLast, result.heapFirst, megabytes, atMost(1.02));
+  table.add(`${heap} / after 20`, result.heapLast, result.heapFilled, megabytes, atMost(1.001));
   const resident = `resident memory after ${sessions} sessions / after 10`;
   table.add(resident, result.residentLast, result.residentFirst, megabytes, atMost(1.01));
 }

@@ -1,5 +1,6 @@
 // Memory after many sessions: runs them on simulated time, with a lost link in every tenth, and prints one line of JSON
-// with what was in use after the first ten and at the end, in bytes. tests/bench/report.js starts it.
+// with what was in use, in bytes, after the first ten, when all that is remembered of former sessions is complete, and
+// at the end. tests/bench/report.js starts it.
 //
 //   bench_sessionmemory [SESSIONS]
 
@@ -11,6 +12,7 @@
 #include <string>
 
 #include "platform/iclogger/log.h"
+#include "src/components/sessionrecord.h"
 #include "tests/bench/benchstation.h"
 
 using namespace std::chrono_literals;
@@ -18,6 +20,9 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr uint64_t kFirst = 10;
+// More than a connector remembers of its former sessions.
+constexpr uint64_t kFilled = 20;
+static_assert(kFilled > SSessionRecord::kMaxEnded);
 constexpr uint64_t kDefaultSessions = 10000;
 
 struct SMemory {
@@ -67,15 +72,21 @@ void RunSession(CBenchStation& station, uint64_t number)
 int main(int argc, char** argv)
 {
   const uint64_t sessions = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : kDefaultSessions;
+  if (sessions < kFilled) {
+    fmt::print(stderr, "at least {} sessions\n", kFilled);
+    return 2;
+  }
   CBenchStation station({{"ocpp", {{"MeterValueSampleInterval", 60}}}});
   if (!station.Start()) {
     std::fprintf(stderr, "the station did not register\n");
     return 1;
   }
   SMemory first{};
+  SMemory filled{};
   for (uint64_t number = 1; number <= sessions; ++number) {
     RunSession(station, number);
     if (number == kFirst) first = Measure();
+    if (number == kFilled) filled = Measure();
   }
   const auto last = Measure();
   for (const char* action : {"StartTransaction", "StopTransaction"}) {
@@ -87,10 +98,10 @@ int main(int argc, char** argv)
     fmt::print(stderr, "{} messages came again\n", station.CountRepeated());
     return 1;
   }
-  fmt::print(R"({{"sessions":{},"meterValues":{},"heapFirst":{},"heapLast":{},"residentFirst":{},)"
+  fmt::print(R"({{"sessions":{},"meterValues":{},"heapFirst":{},"heapFilled":{},"heapLast":{},"residentFirst":{},)"
              R"("residentLast":{}}})"
              "\n",
-             sessions, station.CountAnswered("MeterValues"), first.heapBytes, last.heapBytes, first.residentBytes,
-             last.residentBytes);
+             sessions, station.CountAnswered("MeterValues"), first.heapBytes, filled.heapBytes, last.heapBytes,
+             first.residentBytes, last.residentBytes);
   return 0;
 }
