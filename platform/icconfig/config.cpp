@@ -1,5 +1,6 @@
 #include "platform/icconfig/config.h"
 
+#include <algorithm>
 #include <set>
 
 #include "platform/icconfig/jsontext.h"
@@ -92,9 +93,12 @@ class CConfig::CCore {
     return result;
   }
 
-  // On the watcher's thread.
+  // On the watcher's thread. What nobody hears is not read: a queue of messages changes with each of them.
   void TellChanges()
   {
+    const auto first = mListeners->GetFirstRevision();
+    if (!first) return;
+    mTold = std::max(mTold, *first);
     for (;;) {
       const SChanges step = mStore->ReadChanges(mTold);
       ReportProblems();
@@ -136,7 +140,7 @@ class CConfig::CCore {
   const CErrorCallback mErrorCB;
   const std::shared_ptr<CListeners> mListeners;
 
-  // Owned by the watcher's thread after construction: the last change that was told.
+  // Owned by the watcher's thread after construction: the last change that was told, or that nobody wanted to hear.
   int64_t mTold;
 
   // A leaf.
@@ -189,7 +193,10 @@ uint64_t CConfig::GetUsedBytes() const { return mCore->GetUsedBytes(); }
 std::shared_ptr<IRegistration> CConfig::RegisterChangeCallback(const std::string& key, const Json::Value& defaultValue,
                                                                CChangeCallback callback)
 {
-  return mCore->GetListeners().Add(key, defaultValue, std::move(callback), mCore->GetRevision());
+  auto registration = mCore->GetListeners().Add(key, defaultValue, std::move(callback), mCore->GetRevision());
+  // For a change that came in between, whose event found nobody listening.
+  if (mWatch) mWatch->Wake();
+  return registration;
 }
 
 bool CConfig::SetBool(const std::string& key, bool value) { return SetJson(key, Json::Value(value)); }

@@ -67,6 +67,18 @@ void CListeners::Close()
   mIsClosed = true;
 }
 
+std::optional<int64_t> CListeners::GetFirstRevision() const
+{
+  CLock lock(mMutex);
+  if (mIsClosed) return std::nullopt;
+  if (mDomainCB) return 0;
+  if (mListeners.empty()) return std::nullopt;
+  const auto first = std::min_element(mListeners.begin(), mListeners.end(), [](const auto& left, const auto& right) {
+    return left->revision < right->revision;
+  });
+  return (*first)->revision;
+}
+
 void CListeners::Tell(const SChange& change, const std::optional<Json::Value>& fallback)
 {
   const std::optional<Json::Value> value = change.value ? change.value : fallback;

@@ -22,6 +22,8 @@ class CListeners : public std::enable_shared_from_this<CListeners> {
   // Hears changes after `revision`.
   std::shared_ptr<IRegistration> Add(const std::string& key, const Json::Value& defaultValue, CChangeCallback callback,
                                      int64_t revision) EXCLUDES(mMutex);
+  // The change up to which there is nothing to tell anyone; empty when nobody listens.
+  std::optional<int64_t> GetFirstRevision() const EXCLUDES(mMutex);
   // `fallback` is what a reader gets from the packaged default, if there is one. Domain-wide first, then in the order
   // of registration. One thread only.
   void Tell(const SChange& change, const std::optional<Json::Value>& fallback) EXCLUDES(mMutex);
@@ -44,7 +46,7 @@ class CListeners : public std::enable_shared_from_this<CListeners> {
   const CChangeCallback mDomainCB;
 
   // A leaf: nothing is called while it is held.
-  CMutex mMutex;
+  mutable CMutex mMutex;
   CRealClock mClock;
   CCondition mEnded;  // a run has ended
   std::vector<std::shared_ptr<SListener>> mListeners GUARDED_BY(mMutex);
