@@ -21,6 +21,9 @@ namespace {
 constexpr const char* kCacheDocument = "authCache.json";
 constexpr const char* kLocalListDocument = "localAuthList.json";
 constexpr size_t kCacheCapacity = 250;  // entries
+// From the begin of one write to that of the next: the whole document is written, and each answer of a queue that
+// drains after a long time offline may change it.
+constexpr std::chrono::seconds kCacheWriteInterval{1};
 
 ipc::EAuthorizationSource ToIpc(EAuthorizationSource source) { return static_cast<ipc::EAuthorizationSource>(source); }
 
@@ -282,14 +285,17 @@ void CAuthorizationManager::UpdateCache(const std::string& id, const std::string
   WriteCacheSoon();
 }
 
-// One write serves all updates that come before it begins.
+// At once, unless the last write was a moment ago. One write serves all updates that come before it begins.
 void CAuthorizationManager::WriteCacheSoon()
 {
-  if (!mIsCacheWriteWaiting.exchange(true)) mCacheWriter->NonBlockingCall([this] { WriteCache(); });
+  if (mIsCacheWriteWaiting.exchange(true)) return;
+  const auto time = std::max(mClock.SteadyNow(), mNextCacheWrite.load());
+  mCacheWriter->AddCall([this] { WriteCache(); }, time, std::chrono::nanoseconds(0));
 }
 
 void CAuthorizationManager::WriteCache()
 {
+  mNextCacheWrite = mClock.SteadyNow() + kCacheWriteInterval;
   mIsCacheWriteWaiting = false;
   mCache->WriteToStorage();
 }

@@ -91,6 +91,8 @@ class CAuthorizationManager : public IAuthorizationManager {
 
   // An update of the cache whose write has not begun.
   std::atomic<bool> mIsCacheWriteWaiting{false};
+  // No write begins earlier. Written before mIsCacheWriteWaiting is taken back.
+  std::atomic<IClock::SteadyTime> mNextCacheWrite{IClock::SteadyTime::min()};
   // There with the cache. The last member, so that it ends before what its calls use.
   std::unique_ptr<CWorker> mCacheWriter;
 };

@@ -471,9 +471,30 @@ TEST_F(AuthorizationManager, NobodyWaitsForTheCacheToBeStoredAndUpdatesMeanwhile
   for (const char* id : {"SECOND", "THIRD", "FOURTH"}) mManager->UpdateCache(id, "", EStatus::EAccepted, {});
   EXPECT_TRUE(store->GetState().empty());
   store->Release();
-  mClock.WaitIdle();
+  mClock.AdvanceBy(1s);
   EXPECT_EQ(store->GetState().size(), 4U);
   EXPECT_EQ(store->GetMedium().GetWriteCount(), 2U);
+}
+
+TEST_F(AuthorizationManager, CacheIsStoredOnceASecondWhileItsUpdatesPourIn)
+{
+  Start();
+  auto& medium = mStores[kCache]->GetMedium();
+  for (int update = 0; update < 450; ++update) {
+    mManager->UpdateCache("TAG" + std::to_string(update % 7), "GROUP" + std::to_string(update), EStatus::EAccepted, {});
+    mClock.AdvanceBy(10ms);
+  }
+  EXPECT_EQ(medium.GetWriteCount(), 5U) << "in four and a half seconds";
+  mClock.AdvanceBy(1s);
+  EXPECT_EQ(mStores[kCache]->GetState().size(), 7U);
+  EXPECT_EQ(medium.GetWriteCount(), 6U);
+  mManager->UpdateCache("TAG0", "", EStatus::EBlocked, {});
+  mClock.WaitIdle();
+  EXPECT_EQ(medium.GetWriteCount(), 6U);
+  mClock.AdvanceBy(2s);
+  mManager->UpdateCache("LATER", "", EStatus::EAccepted, {});
+  mClock.WaitIdle();
+  EXPECT_EQ(medium.GetWriteCount(), 8U) << "at once after a quiet second";
 }
 
 TEST_F(AuthorizationManager, EndOfTheProcessWaitsUntilTheCacheIsStored)

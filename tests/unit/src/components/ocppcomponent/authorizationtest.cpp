@@ -292,6 +292,7 @@ TEST_F(ComponentAuthorization, AnswerToAStartedTransactionReachesTheCache)
     isAnswered = true;
   }
   ASSERT_TRUE(isAnswered);
+  mClock.AdvanceBy(1s);
   EXPECT_EQ(Config("authCache.json")->GetJson("TAG", Json::Value())["status"], 1);
 }
 
