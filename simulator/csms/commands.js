@@ -18,27 +18,8 @@ function number(value, fallback) {
   return value === undefined ? fallback : Number(value);
 }
 
-/** @param {import('./centralsystem.js').CentralSystem} system */
-export function makeCommands(system) {
-  const only = () => {
-    const online = [...system.stations.values()].filter((link) => link.online);
-    if (online.length !== 1)
-      throw new Error(`name the station; online: ${online.map((link) => link.id).join(', ') || 'none'}`);
-    return online[0].id;
-  };
-  const idOf = (id) => (id === undefined || id === '-' ? only() : id);
-  return new CommandTable({
-    state: {
-      args: '',
-      help: 'where it listens, and each station',
-      run: () => ({
-        url: system.url,
-        ca: system.caFile,
-        violations: system.violations.length,
-        refusals: system.refusals,
-        stations: [...system.stations.values()].map(describeStation),
-      }),
-    },
+function frameCommands(system, idOf) {
+  return {
     call: {
       args: '<station|-> <action> [{json}]',
       help: 'send a CALL and show the answer; "-" is the only station online',
@@ -49,6 +30,11 @@ export function makeCommands(system) {
       help: 'send any text as a frame',
       run: (id, text) => system.station(idOf(id)).sendRaw(typeof text === 'string' ? text : JSON.stringify(text)),
     },
+  };
+}
+
+function answerCommands(system) {
+  return {
     answer: {
       args: '<action> [{json}]',
       help: 'append to the script of answers to an action, as {"status": "Blocked", "times": 2} (README.md)',
@@ -72,6 +58,11 @@ export function makeCommands(system) {
         system.tags.set(tag, info);
       },
     },
+  };
+}
+
+function connectionCommands(system, idOf) {
+  return {
     door: {
       args: '[{json}]',
       help: 'how connections are met, as {"mode": "http", "status": 503, "times": 2}',
@@ -108,6 +99,11 @@ export function makeCommands(system) {
         await system.start();
       },
     },
+  };
+}
+
+function recordCommands(system) {
+  return {
     book: {
       args: '',
       help: 'the account book, and whether it balances',
@@ -127,5 +123,33 @@ export function makeCommands(system) {
       help: 'frames against the standard',
       run: () => system.violations.map(({ station, text }) => ({ station, text })),
     },
+  };
+}
+
+/** @param {import('./centralsystem.js').CentralSystem} system */
+export function makeCommands(system) {
+  const only = () => {
+    const online = [...system.stations.values()].filter((link) => link.online);
+    if (online.length !== 1)
+      throw new Error(`name the station; online: ${online.map((link) => link.id).join(', ') || 'none'}`);
+    return online[0].id;
+  };
+  const idOf = (id) => (id === undefined || id === '-' ? only() : id);
+  return new CommandTable({
+    state: {
+      args: '',
+      help: 'where it listens, and each station',
+      run: () => ({
+        url: system.url,
+        ca: system.caFile,
+        violations: system.violations.length,
+        refusals: system.refusals,
+        stations: [...system.stations.values()].map(describeStation),
+      }),
+    },
+    ...frameCommands(system, idOf),
+    ...answerCommands(system),
+    ...connectionCommands(system, idOf),
+    ...recordCommands(system),
   });
 }

@@ -18,18 +18,8 @@ function signalNumber(text) {
   return found;
 }
 
-/** @param {import('./station.js').Station} station */
-export function makeCommands(station) {
-  const server = (name) => {
-    if (!station.servers[name]) throw new Error(`services: ${Object.keys(station.servers).join(', ')}`);
-    return station.servers[name];
-  };
-  return new CommandTable({
-    state: {
-      args: '',
-      help: 'connector, meter, limit, services, and secc as its supervisor sees it',
-      run: () => station.describe(),
-    },
+function driverCommands(station) {
+  return {
     plug: {
       args: '[<ampere>]',
       help: 'plug a cable in that may carry 13, 20, 32 or 63 A',
@@ -52,6 +42,11 @@ export function makeCommands(station) {
       help: 'what the vehicle draws at most',
       run: (current, phases = 3) => station.setVehicle({ current: Number(current), phases: Number(phases) }),
     },
+  };
+}
+
+function diagnosticsCommands(station) {
+  return {
     fault: {
       args: '<signal>',
       help: 'raise an error at the connector, which becomes Faulted',
@@ -82,6 +77,11 @@ export function makeCommands(station) {
       }),
     },
     signals: { args: '', help: 'last value of every signal', run: () => station.diagnostics.all() },
+  };
+}
+
+function connectorCommands(station) {
+  return {
     operative: {
       args: 'on|off',
       help: 'take the connector into or out of service',
@@ -122,6 +122,11 @@ export function makeCommands(station) {
         station.connector.stop(StopReason[reason]);
       },
     },
+  };
+}
+
+function boardCommands(station) {
+  return {
     temperatures: {
       args: '[{json}]',
       help: 'of the safety controller, as {"relay1_temperature": 41.5}',
@@ -142,6 +147,15 @@ export function makeCommands(station) {
         station.board.refuseResets = Number(count);
       },
     },
+  };
+}
+
+function serviceCommands(station) {
+  const server = (name) => {
+    if (!station.servers[name]) throw new Error(`services: ${Object.keys(station.servers).join(', ')}`);
+    return station.servers[name];
+  };
+  return {
     kill: { args: '<service>', help: 'end a sibling at once', run: (name) => server(name).kill() },
     revive: { args: '<service>', help: 'start it again', run: (name) => server(name).start() },
     script: {
@@ -154,6 +168,11 @@ export function makeCommands(station) {
       help: 'the last requests to a service',
       run: (name, count = 20) => server(name).calls.slice(-Number(count)),
     },
+  };
+}
+
+function supervisorCommands(station) {
+  return {
     enable: { args: '', help: 'tell secc to work', run: () => station.supervisor.enable() },
     disable: {
       args: '',
@@ -163,5 +182,22 @@ export function makeCommands(station) {
         return station.supervisor.disable();
       },
     },
+  };
+}
+
+/** @param {import('./station.js').Station} station */
+export function makeCommands(station) {
+  return new CommandTable({
+    state: {
+      args: '',
+      help: 'connector, meter, limit, services, and secc as its supervisor sees it',
+      run: () => station.describe(),
+    },
+    ...driverCommands(station),
+    ...diagnosticsCommands(station),
+    ...connectorCommands(station),
+    ...boardCommands(station),
+    ...serviceCommands(station),
+    ...supervisorCommands(station),
   });
 }

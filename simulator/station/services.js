@@ -14,57 +14,89 @@ function isConnector(number) {
   return number === 0 || number === 1;
 }
 
+function answerAuthorization(connector, request) {
+  return verdict(
+    connector.answer({
+      requestId: request.request_id,
+      approved: request.approved === 1,
+      parentId: request.parent_id,
+      token: request.user_identification?.token ?? '',
+      source: request.user_identification?.details?.authorization_source ?? 0,
+    }),
+  );
+}
+
+function sessionManagerMethods(station) {
+  const { connector } = station;
+  return {
+    GetAuthorizeHandle: () => ({ request_id: connector.authorizeHandle() }),
+    HandleAuthorizeRequest: (request) => answerAuthorization(connector, request),
+    DeauthorizeSession: ({ connector: number, reason }) => {
+      if (isConnector(number)) connector.deauthorize(reason);
+      return {};
+    },
+    ReserveConnector: ({ connector: number, id_tag: idTag, id, expiry_date: expiry }) =>
+      verdict(isConnector(number) && expiry && connector.reserve({ idTag, id, until: timestampMs(expiry) })),
+    SetConnectorAvailability: ({ connector: number, operative }) => {
+      if (!isConnector(number)) return illegal;
+      connector.setOperative(operative);
+      return success;
+    },
+    SetMessageStorageAvailable: ({ available }) => {
+      connector.setStorageAvailable(available);
+      return success;
+    },
+    RequestUnlock: ({ connector: number }) => verdict(isConnector(number) && connector.unlock()),
+    SetExternalChargeApproval: ({ approved }) => {
+      station.approve(approved);
+      return success;
+    },
+    SetParentIdTag: ({ parent_id_tag: parentId }) => {
+      connector.setParentId(parentId);
+      return {};
+    },
+    GetConnectorInfo: ({ connector: number }) => {
+      if (!isConnector(number)) return { state: 0 };
+      const { idTag } = station;
+      station.sessionEvents.asked();
+      return { state: connector.state, ...(idTag && { id_tag: idTag }) };
+    },
+  };
+}
+
+function diagnosticsMethods(diagnostics) {
+  return {
+    SendSignal: (signal) => {
+      diagnostics.take(withoutEmptyLists(signal));
+      return success;
+    },
+    GetSignal: ({ identifier, connector: number }) => {
+      const signal = diagnostics.last(identifier, number);
+      return signal ? { signal } : {};
+    },
+    GetActiveErrors: () => ({ signals: diagnostics.active(Kind.Error) }),
+    GetActiveWarnings: () => ({ signals: diagnostics.active(Kind.Warning) }),
+    CreateFreezeFrame: ({ tag }) => {
+      diagnostics.createFreezeFrame(tag);
+      return success;
+    },
+  };
+}
+
+function withoutEmptyLists(signal) {
+  return Object.fromEntries(
+    Object.entries(signal).filter(
+      ([name, value]) => !name.startsWith('_') && !(Array.isArray(value) && value.length === 0),
+    ),
+  );
+}
+
 /** @param {import('./station.js').Station} station */
 export function makeMethods(station) {
   const { connector, meter, currentControl, diagnostics, board, safety } = station;
-
-  const answerAuthorization = (request) =>
-    verdict(
-      connector.answer({
-        requestId: request.request_id,
-        approved: request.approved === 1,
-        parentId: request.parent_id,
-        token: request.user_identification?.token ?? '',
-        source: request.user_identification?.details?.authorization_source ?? 0,
-      }),
-    );
-
   return {
-    SessionManager: {
-      GetAuthorizeHandle: () => ({ request_id: connector.authorizeHandle() }),
-      HandleAuthorizeRequest: answerAuthorization,
-      DeauthorizeSession: ({ connector: number, reason }) => {
-        if (isConnector(number)) connector.deauthorize(reason);
-        return {};
-      },
-      ReserveConnector: ({ connector: number, id_tag: idTag, id, expiry_date: expiry }) =>
-        verdict(isConnector(number) && expiry && connector.reserve({ idTag, id, until: timestampMs(expiry) })),
-      SetConnectorAvailability: ({ connector: number, operative }) => {
-        if (!isConnector(number)) return illegal;
-        connector.setOperative(operative);
-        return success;
-      },
-      SetMessageStorageAvailable: ({ available }) => {
-        connector.setStorageAvailable(available);
-        return success;
-      },
-      RequestUnlock: ({ connector: number }) => verdict(isConnector(number) && connector.unlock()),
-      SetExternalChargeApproval: ({ approved }) => {
-        station.approve(approved);
-        return success;
-      },
-      SetParentIdTag: ({ parent_id_tag: parentId }) => {
-        connector.setParentId(parentId);
-        return {};
-      },
-      GetConnectorInfo: ({ connector: number }) => {
-        if (!isConnector(number)) return { state: 0 };
-        const { idTag } = station;
-        station.sessionEvents.asked();
-        return { state: connector.state, ...(idTag && { id_tag: idTag }) };
-      },
-    },
-    SessionManagerAuth: { HandleAuthorizeRequest: answerAuthorization },
+    SessionManager: sessionManagerMethods(station),
+    SessionManagerAuth: { HandleAuthorizeRequest: (request) => answerAuthorization(connector, request) },
     // What was given out must not be given out again as less, also when this process is killed.
     Meter: { GetMeterData: () => station.kept(meter.reading()), GetMeterSessions: () => meter.storedSessions() },
     CurrentControl: {
@@ -85,31 +117,8 @@ export function makeMethods(station) {
       },
     },
     SafetyMcuComm: { GetMcuStatus: () => safety.status, GetRelayStatus: () => ({ state: connector.charging ? 1 : 0 }) },
-    Diagnostics: {
-      SendSignal: (signal) => {
-        diagnostics.take(withoutEmptyLists(signal));
-        return success;
-      },
-      GetSignal: ({ identifier, connector: number }) => {
-        const signal = diagnostics.last(identifier, number);
-        return signal ? { signal } : {};
-      },
-      GetActiveErrors: () => ({ signals: diagnostics.active(Kind.Error) }),
-      GetActiveWarnings: () => ({ signals: diagnostics.active(Kind.Warning) }),
-      CreateFreezeFrame: ({ tag }) => {
-        diagnostics.createFreezeFrame(tag);
-        return success;
-      },
-    },
+    Diagnostics: diagnosticsMethods(diagnostics),
   };
-}
-
-function withoutEmptyLists(signal) {
-  return Object.fromEntries(
-    Object.entries(signal).filter(
-      ([name, value]) => !name.startsWith('_') && !(Array.isArray(value) && value.length === 0),
-    ),
-  );
 }
 
 /** Ties the events of the station's parts to the notification streams. */

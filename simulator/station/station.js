@@ -53,7 +53,7 @@ export class Station extends EventEmitter {
   constructor(options) {
     super();
     this.setMaxListeners(0);
-    const { root, clock = realClock, phases = 3, maxCurrent = 16000, needsApproval = true } = options;
+    const { root, clock = realClock, needsApproval = true } = options;
     this.options = options;
     this.root = root;
     this.clock = clock;
@@ -68,6 +68,20 @@ export class Station extends EventEmitter {
     this.tokenType = options.tokenType ?? 1;
     /** What was shown to people: {type, instance, time}. */
     this.feedback = [];
+    this.#makeParts(saved);
+    const addresses = readDirectory(root);
+    this.#makeServers(addresses);
+    this.supervisor = new Supervisor({
+      name: PROCESS_CONTROL,
+      address: addresses[PROCESS_CONTROL],
+      drive: options.drive ?? true,
+    });
+    this.#connect();
+  }
+
+  #makeParts(saved) {
+    const { clock, needsApproval, options } = this;
+    const { phases = 3, maxCurrent = 16000 } = options;
     this.meter = new Meter({
       clock,
       phases,
@@ -92,10 +106,12 @@ export class Station extends EventEmitter {
       presentTag: () => this.connector.idTag,
       changed: () => this.#save(),
     });
-    this.diagnostics = new Diagnostics({ clock, logFolder: options.logFolder ?? path.join(root, 'data/log') });
+    this.diagnostics = new Diagnostics({ clock, logFolder: options.logFolder ?? path.join(this.root, 'data/log') });
     this.board = new Board({ clock });
     this.safety = new SafetyController();
-    const addresses = readDirectory(root);
+  }
+
+  #makeServers(addresses) {
     const methods = makeMethods(this);
     /** @type {Record<string, ServiceServer>} */
     this.servers = Object.fromEntries(
@@ -106,12 +122,6 @@ export class Station extends EventEmitter {
         }),
       ]),
     );
-    this.supervisor = new Supervisor({
-      name: PROCESS_CONTROL,
-      address: addresses[PROCESS_CONTROL],
-      drive: options.drive ?? true,
-    });
-    this.#connect();
   }
 
   // ---- life
