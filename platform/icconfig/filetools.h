@@ -35,12 +35,11 @@ bool Exists(const std::string& path);
 std::optional<std::string> MakeDirectories(const std::string& directory);
 
 // Exclusive right over the files of a folder against all other processes and threads that ask for it. It ends with the
-// object or with the process, whichever comes first. Blocks; not recursive.
+// object or with the process, whichever comes first. Blocks; not recursive. A folder that cannot be opened is not
+// locked.
 class CDirectoryLock {
  public:
   explicit CDirectoryLock(const std::string& directory);
-  // False when the folder cannot be opened.
-  bool IsHeld() const { return mDirectory.IsOpen(); }
 
  private:
   CDescriptor mDirectory;

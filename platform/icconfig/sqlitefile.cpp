@@ -162,8 +162,6 @@ std::string CRun::Text(int column) const
   return data ? std::string(static_cast<const char*>(data), size) : std::string();
 }
 
-int64_t CRun::Bytes(int column) const { return sqlite3_column_bytes(mStatement, column); }
-
 CWriteTransaction::CWriteTransaction(CSqliteFile& file) : mFile(file) { mFile.Execute("BEGIN IMMEDIATE"); }
 
 CWriteTransaction::~CWriteTransaction()

@@ -88,8 +88,6 @@ class CRun {
   bool IsNull(int column) const;
   // Bytes of a text or blob, the text form of a number.
   std::string Text(int column) const;
-  // Length of what Text gives.
-  int64_t Bytes(int column) const;
 
  private:
   void Check(int code) const;

@@ -95,7 +95,6 @@ class CIpcCallbackLayer {
 
   // An instance that the station does not have throws SeccUtils::CInvalidInstanceException.
   std::shared_ptr<IBasicCharge2> GetBasicChargeClient(uint32_t instance) const;
-  std::shared_ptr<IBoardControl> GetBoardControlClient() const { return mClients.boardControl; }
   std::shared_ptr<ICurrentControl> GetCurrentControlClient(uint32_t instance) const;
   std::shared_ptr<IDiagnostics> GetDiagnosticsClient() const { return mClients.diagnostics; }
   std::shared_ptr<IFeedback> GetFeedbackClient() const { return mClients.feedback; }
