@@ -57,22 +57,20 @@ template <int64_t MaxLength, int64_t MinLength, typename TName>
 class CConstrainedText {
  public:
   CConstrainedText() = default;
-  CConstrainedText(std::string value)  // NOLINT(google-explicit-constructor): assigned like the text that it is
-      : mIsAssigned(true)
+  // NOLINTBEGIN(google-explicit-constructor): assigned and read like the text that it is
+  CConstrainedText(std::string value) : mIsAssigned(true)
   {
     Check(GetMemberName(), GetConstraints(), value);
     mValue = std::move(value);
   }
-  CConstrainedText(const char* value)  // NOLINT(google-explicit-constructor)
-      : CConstrainedText(std::string(value))
-  {}
+  CConstrainedText(const char* value) : CConstrainedText(std::string(value)) {}
   template <int64_t OtherMax, int64_t OtherMin, typename TOther>
-  CConstrainedText(const CConstrainedText<OtherMax, OtherMin, TOther>& other)  // NOLINT(google-explicit-constructor)
-      : CConstrainedText(other.Get())
+  CConstrainedText(const CConstrainedText<OtherMax, OtherMin, TOther>& other) : CConstrainedText(other.Get())
   {}
+  operator const std::string&() const { return mValue; }
+  // NOLINTEND(google-explicit-constructor)
 
   const std::string& Get() const { return mValue; }
-  operator const std::string&() const { return mValue; }  // NOLINT(google-explicit-constructor)
   bool IsAssigned() const { return mIsAssigned; }
 
   static const classMemberConstraints& GetConstraints()

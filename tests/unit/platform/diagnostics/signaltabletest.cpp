@@ -117,7 +117,7 @@ void ExpectDefinition(const CSignalDefinition<T>& definition, int32_t identifier
 
 TEST(SignalDefinitions, SentSignalsHaveTheirIdentifiersAndTypes)
 {
-  using namespace SignalDefinitions;  // NOLINT(google-build-using-namespace)
+  using namespace SignalDefinitions;
   ExpectDefinition<std::string>(ChargeProfileUpdateTrace, 200, "ChargeProfile update trace");
   ExpectDefinition<int64_t>(ActiveChargeProfile, 201, "Current active ChargeProfile");
   ExpectDefinition<std::string>(InstalledChargeProfiles, 202, "Installed charge profile IDs");
@@ -140,7 +140,7 @@ TEST(SignalDefinitions, SentSignalsHaveTheirIdentifiersAndTypes)
 
 TEST(SignalDefinitions, ReadSignalsHaveTheirIdentifiersAndTypes)
 {
-  using namespace SignalDefinitions;  // NOLINT(google-build-using-namespace)
+  using namespace SignalDefinitions;
   ExpectDefinition<std::string>(CpState, 10, "ADAC CP state");
   ExpectDefinition<float>(CurrentSetpoint, 31, "Charge Control current setpoint");
   ExpectDefinition<int64_t>(LifetimeEnergy, 50, "Power usage of the product lifetime.");
