@@ -152,8 +152,7 @@ export class Connector extends EventEmitter {
     this.plugged = true;
     this.emit('changed');
     if (this.state === State.PreparingAuthorized) this.#start();
-    else if (this.state === State.Available || (this.state === State.Reserved && this.reservation === null))
-      this.#enter(State.PreparingPluggedIn);
+    else if (this.state === State.Available) this.#enter(State.PreparingPluggedIn);
     return true;
   }
 
