@@ -110,7 +110,7 @@ export class Connector extends EventEmitter {
 
   /** What must survive a restart. */
   save() {
-    const inSession = IN_SESSION.has(this.state) || this.state === State.Starting;
+    const inSession = this.#hasSession;
     return {
       plugged: this.plugged,
       operative: this.operative,
@@ -131,13 +131,17 @@ export class Connector extends EventEmitter {
 
   /** The identification of the session: also while it stops and until its user has gone. */
   get idTag() {
-    if (this.user && (this.inSession || this.state === State.Starting || this.state === State.PreparingAuthorized))
-      return this.user.idTag;
+    if (this.user && (this.#hasSession || this.state === State.PreparingAuthorized)) return this.user.idTag;
     return [State.Stopping, State.Finishing].includes(this.state) ? (this.last?.idTag ?? '') : '';
   }
 
   get inSession() {
     return IN_SESSION.has(this.state);
+  }
+
+  /** A session that can be ended: also one that is about to give energy. */
+  get #hasSession() {
+    return this.inSession || this.state === State.Starting;
   }
 
   /** Energy flows now. */
@@ -160,7 +164,7 @@ export class Connector extends EventEmitter {
     if (!this.plugged) return false;
     this.plugged = false;
     this.emit('changed');
-    if (this.inSession || this.state === State.Starting) this.#stop(StopReason.EvDisconnected);
+    if (this.#hasSession) this.#stop(StopReason.EvDisconnected);
     else if (this.state === State.PreparingPluggedIn || this.state === State.Finishing) this.#enterIdle();
     return true;
   }
@@ -191,7 +195,7 @@ export class Connector extends EventEmitter {
       this.emit('feedback', 'AuthFailure');
       return refusal;
     }
-    if (this.autoAuthorize && !this.inSession) {
+    if (this.autoAuthorize && !this.#hasSession) {
       this.emit('authorized', { token });
       this.#admit({ idTag: token, parentId: '', source: 7 });
       return 'authorized';
@@ -202,7 +206,7 @@ export class Connector extends EventEmitter {
 
   #tagOfPresentUser(token) {
     if (!this.user || this.user.idTag.toLowerCase() !== token.toLowerCase()) return null;
-    if (this.inSession) {
+    if (this.#hasSession) {
       this.#stop(StopReason.Local);
       return 'stopped';
     }
@@ -215,7 +219,7 @@ export class Connector extends EventEmitter {
 
   /** Why a token is not even asked about; null when it is. */
   #refusal(token) {
-    if (this.inSession) return null;
+    if (this.#hasSession) return null;
     if (!this.storageAvailable) return 'no storage for transactions';
     if (this.state === State.Reserved) {
       return this.reservation.idTag.toLowerCase() === token.toLowerCase() ? null : 'reserved for another';
@@ -230,7 +234,7 @@ export class Connector extends EventEmitter {
       this.#requests.delete(requestId);
       this.emit('feedback', 'AuthFailure');
     });
-    this.#requests.set(requestId, { token, cancel, remote: false });
+    this.#requests.set(requestId, { token, cancel, remote: false, isFromStarting: this.state === State.Starting });
     this.emit('authorize', { requestId, token });
   }
 
@@ -261,7 +265,9 @@ export class Connector extends EventEmitter {
       this.emit('feedback', 'AuthFailure');
       return true;
     }
-    if (this.inSession) return this.#answerInSession(request, parentId);
+    // Who asked before the session began wanted one of his own, and does not end this one before it gives energy.
+    const mayEnd = this.inSession || (this.state === State.Starting && request.isFromStarting);
+    if (mayEnd) return this.#answerInSession(request, parentId);
     // The reservation's group may use it as well; others may not, also by a remote start.
     if (!OPEN_FOR_SESSION.has(this.state) || !this.storageAvailable || !this.approved || this.user) return false;
     if (this.reservation && this.reservation.idTag.toLowerCase() !== idTag.toLowerCase()) return false;
@@ -305,7 +311,7 @@ export class Connector extends EventEmitter {
       this.#withdraw();
       return;
     }
-    if (!this.inSession && this.state !== State.Starting) return;
+    if (!this.#hasSession) return;
     if (reason === DEAUTHORIZE_STOP_ENERGY) {
       this.energyStopped = true;
       this.emit('changed');
@@ -350,7 +356,7 @@ export class Connector extends EventEmitter {
 
   /** Ends the session from the inside (a reset, a power loss). */
   stop(reason) {
-    if (this.inSession || this.state === State.Starting) this.#stop(reason);
+    if (this.#hasSession) this.#stop(reason);
   }
 
   #stop(reason, { unlock = false } = {}) {
@@ -371,7 +377,7 @@ export class Connector extends EventEmitter {
 
   raiseFault(identifier) {
     this.faults.add(identifier);
-    if (this.inSession || this.state === State.Starting) this.#stop(StopReason.Other);
+    if (this.#hasSession) this.#stop(StopReason.Other);
     else if (this.state !== State.Stopping) {
       this.user = null;
       this.#enter(State.Faulted);
@@ -411,7 +417,7 @@ export class Connector extends EventEmitter {
 
   /** Asks to unlock the plug; not while energy may flow. */
   unlock() {
-    if (this.fixedCable || this.inSession || this.state === State.Starting) return false;
+    if (this.fixedCable || this.#hasSession) return false;
     this.emit('unlocked');
     return true;
   }

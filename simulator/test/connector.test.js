@@ -200,6 +200,55 @@ test('another tag of the same group ends the session, one of another group does 
   assert.ok(told.includes('stopped A Local'));
 });
 
+/** One in Starting for tag A of group G. */
+function starting(options) {
+  const parts = make(options);
+  parts.connector.plug();
+  parts.connector.tag('A');
+  if (!options?.autoAuthorize) parts.approve({ parentId: 'G' });
+  assert.equal(parts.connector.state, State.Starting);
+  parts.told.length = 0;
+  return parts;
+}
+
+test('the same tag again while the session starts ends it before energy flows', () => {
+  const { clock, connector, told } = starting();
+  assert.equal(connector.tag('a'), 'stopped');
+  clock.advance(100);
+  clock.advance(100);
+  assert.deepEqual(told, ['no flow', 'Stopping', 'stopped A Local', 'Finishing']);
+});
+
+test('another tag of the same group ends the session while it starts, one of another group does not', () => {
+  const { clock, connector, told, approve } = starting();
+  assert.equal(connector.tag('B'), 'waiting');
+  assert.equal(approve({ parentId: 'H' }), true);
+  assert.equal(connector.state, State.Starting);
+  connector.tag('C');
+  assert.equal(approve({ parentId: 'G' }), true);
+  clock.advance(100);
+  assert.deepEqual(told, ['AuthFailure', 'AuthSuccess', 'no flow', 'Stopping', 'stopped A Local', 'Finishing']);
+});
+
+test('a tag of the group that was presented for a session of its own does not end the one that starts', () => {
+  const { connector, requests } = make();
+  connector.plug();
+  connector.tag('A');
+  connector.tag('B');
+  const answer = ({ requestId, token }) => connector.answer({ requestId, approved: true, token, parentId: 'G' });
+  assert.equal(answer(requests[0]), true);
+  assert.equal(answer(requests[1]), false);
+  assert.equal(connector.state, State.Starting);
+});
+
+test('free charging does not hand a session that starts to another tag', () => {
+  const { connector, requests } = starting({ autoAuthorize: true });
+  assert.equal(connector.tag('B'), 'waiting');
+  assert.equal(connector.idTag, 'A');
+  assert.equal(requests.length, 1);
+  assert.equal(connector.tag('A'), 'stopped');
+});
+
 test('a group that is set during the session counts', () => {
   const { connector, told, approve } = charging();
   connector.setParentId('NEW');
