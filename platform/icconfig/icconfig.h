@@ -12,8 +12,9 @@
 
 // Named configuration domains: keyed JSON values over packaged defaults, with change notification across processes.
 //
-// A domain is one SQLite file below `<root>data/config/`; a name that ends in ".json" is one JSON document, read whole
-// and replaced whole. Beneath it lies the packaged default document, which is never written.
+// A domain is one SQLite file, `<root>data/config/<domain>.db` (while it is open with "-wal" and "-shm" beside it); a
+// name that ends in ".json" is one JSON document, read whole and replaced whole. Beneath it lies the packaged default
+// document, which is never written.
 namespace IcConfig {
 
 // Takes the text of what is wrong. Runs on the library's own thread or on the thread that made the call.

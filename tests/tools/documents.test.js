@@ -1,4 +1,4 @@
-// docs/architecture.md against the sources: no thread is left out, and none is described that is not there.
+// The documents against the sources: threads, actions, files of a domain, files and headings that are named.
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import path from 'node:path';
@@ -8,20 +8,23 @@ import { fileURLToPath } from 'node:url';
 const REPOSITORY = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 const THREAD = /(?:CWorker|Worker|CThread|Executor)>?\((?:[^"()]|\(\))*"([\w-]+)"|kThreadName = "([\w-]+)"/g;
 
-function sources(folder) {
-  return fs.readdirSync(path.join(REPOSITORY, folder), { recursive: true, encoding: 'utf8' }).flatMap((name) => {
-    const file = path.join(REPOSITORY, folder, name);
-    return /\.(cpp|h)$/.test(name) ? [fs.readFileSync(file, 'utf8')] : [];
-  });
+const read = (name) => fs.readFileSync(path.join(REPOSITORY, name), 'utf8');
+
+function sources() {
+  return ['platform', 'statemachines', 'src'].flatMap((folder) =>
+    fs
+      .readdirSync(path.join(REPOSITORY, folder), { recursive: true, encoding: 'utf8' })
+      .filter((name) => /\.(cpp|h)$/.test(name))
+      .map((name) => ({ name: `${folder}/${name}`, text: read(`${folder}/${name}`) })),
+  );
 }
 
 function namesInSources() {
-  const texts = ['platform', 'statemachines', 'src'].flatMap(sources);
-  return texts.flatMap((text) => [...text.matchAll(THREAD)].map((match) => match[1] ?? match[2]));
+  return sources().flatMap(({ text }) => [...text.matchAll(THREAD)].map((match) => match[1] ?? match[2]));
 }
 
 function namesInTable() {
-  const text = fs.readFileSync(path.join(REPOSITORY, 'docs/architecture.md'), 'utf8');
+  const text = read('docs/architecture.md');
   const section = text.slice(text.indexOf('\n## Threads'), text.indexOf('\n## Locks'));
   return [...section.matchAll(/^\| `([\w-]+)` \|/gm)].map((match) => match[1]);
 }
@@ -32,9 +35,101 @@ test('every thread of the process has its line, and every line its thread', () =
   assert.deepEqual(namesInTable().sort(), names);
 });
 
-for (const document of ['README.md', 'CONTRIBUTING.md', 'docs/architecture.md', 'docs/operation.md']) {
+/** What README.md says of the actions: one set of names for each row, the last row in two. */
+function actionsInReadme() {
+  const row = (kind) => new RegExp(`^\\| ${kind} \\| (.*) \\|$`, 'm').exec(read('README.md'))?.[1] ?? '';
+  const names = (text) => [...text.matchAll(/`(\w+)`/g)].map(([, name]) => name).sort();
+  const [notOfferedIn, notOfferedOut = ''] = row('not offered').split('; never sent: ');
+  return {
+    in: {
+      there: names(row('calls that are answered')),
+      later: names(row('not yet answered')),
+      never: names(notOfferedIn),
+    },
+    out: { there: names(row('calls that are sent')), later: names(row('not yet sent')), never: names(notOfferedOut) },
+  };
+}
+
+/** The same from the table of creators: what has none is not offered, or stands below the comment "Without a class". */
+function actionsInSource() {
+  const text = read('src/components/operation/ocpp16/operationtable.cpp');
+  const actions = (name, kind) => {
+    const list = text.slice(text.indexOf(` ${name}()\n`)).split('\n}\n')[0];
+    const rest = list.indexOf('// Without a class so far');
+    const found = { there: [], later: [], never: [] };
+    for (const match of list.matchAll(new RegExp(`\\{E${kind}OpType::E(\\w+), (\\w+)`, 'g'))) {
+      const hasNone = match[2] === `No${kind}Call`;
+      // The one whose name within the process is not that of OCPP.
+      const action = match[1].replace(/^DiagnosticStatus/, 'DiagnosticsStatus');
+      found[!hasNone ? 'there' : match.index > rest ? 'later' : 'never'].push(action);
+    }
+    return Object.fromEntries(Object.entries(found).map(([key, names]) => [key, names.sort()]));
+  };
+  return { in: actions('GetInCalls', 'In'), out: actions('GetOutCalls', 'Out') };
+}
+
+test('README.md says of each action whether it is there', () => {
+  const found = actionsInSource();
+  assert.ok(found.in.there.includes('ClearCache') && found.out.there.includes('Authorize'), JSON.stringify(found));
+  assert.deepEqual(actionsInReadme(), found);
+});
+
+test('documents name the files of a domain as the sources do', () => {
+  const suffix = /path \+ "(\.\w+)"/.exec(read('platform/icconfig/icconfig.cpp'))[1];
+  const companions = /kCompanions = \{(.*)\};/.exec(read('platform/icconfig/domainfile.cpp'))[1];
+  const endings = [suffix, ...[...companions.matchAll(/"(-\w+)"/g)].map(([, ending]) => ending)];
+  assert.equal(endings.length, 3);
+  for (const name of [
+    'docs/architecture.md',
+    'docs/configuration.md',
+    'docs/deployment.md',
+    'platform/icconfig/icconfig.h',
+  ]) {
+    const text = read(name);
+    assert.ok(text.includes(`data/config/<domain>${suffix}`), name);
+    const missing = endings.slice(1).filter((ending) => !new RegExp(`[\\w"\`]${ending}["\`]`).test(text));
+    assert.deepEqual(missing, [], name);
+  }
+});
+
+test('docs/deployment.md makes the tables of a domain as the sources do', () => {
+  const statements = (text) => text.replace(/\s+/g, ' ').trim();
+  const made = /R"sql\(([^]*?)\)sql"/.exec(read('platform/icconfig/domainfile.cpp'))[1];
+  const blocks = [...read('docs/deployment.md').matchAll(/```sql\n([^]*?)```/g)].map(([, text]) => statements(text));
+  assert.ok(blocks.includes(statements(made)), statements(made));
+});
+
+/** Headings of a document as links name them. */
+function anchors(document) {
+  return [...read(document).matchAll(/^#+ (.+)$/gm)].map(([, text]) =>
+    text
+      .toLowerCase()
+      .replace(/[^\w -]/g, '')
+      .replaceAll(' ', '-'),
+  );
+}
+
+for (const document of [
+  'README.md',
+  'CONTRIBUTING.md',
+  'docs/architecture.md',
+  'docs/deployment.md',
+  'docs/operation.md',
+]) {
+  test(`${document} names headings that exist`, () => {
+    const links = [...read(document).matchAll(/\]\(([^)#]*\.md)?#([^)]+)\)/g)];
+    const missing = links.filter(([, file, anchor]) => {
+      const target = file ? path.join(path.dirname(document), file) : document;
+      return !anchors(target).includes(anchor);
+    });
+    assert.deepEqual(
+      missing.map(([link]) => link),
+      [],
+    );
+  });
+
   test(`${document} names files that exist`, () => {
-    const text = fs.readFileSync(path.join(REPOSITORY, document), 'utf8');
+    const text = read(document);
     const links = [...text.matchAll(/\]\(([^)#]+)(?:#[^)]*)?\)/g)].map((match) => match[1]);
     const paths = [...text.matchAll(/`((?:platform|src|tools|tests|simulator|data|docs|cmake)\/[\w./-]+)`/g)];
     const named = [
