@@ -23,11 +23,12 @@ function sources() {
 /** What is logged at each level, with literals that stand side by side put together. */
 function loggedTexts(texts = sources()) {
   const found = Object.fromEntries(LEVELS.map((level) => [level, new Set()]));
-  const call = /(?:LOG_([A-Z]+)\(|&ILogger::([A-Za-z]+),\s*(?:fmt::format\()?)\s*"((?:[^"\\\n]|\\.)*)"/g;
+  const call =
+    /(?:LOG_([A-Z]+)\(|(?:&ILogger::([A-Za-z]+),|\bLog([A-Z][a-z]+)\()\s*(?:fmt::format\()?)\s*"((?:[^"\\\n]|\\.)*)"/g;
   for (const text of texts) {
     const joined = text.replace(/"\s*\n\s*"/g, '');
-    for (const [, macro, method, literal] of joined.matchAll(call)) {
-      found[(macro ?? method).toLowerCase()]?.add(literal.replace(/\\(.)/g, '$1'));
+    for (const [, macro, method, member, literal] of joined.matchAll(call)) {
+      found[(macro ?? method ?? member).toLowerCase()]?.add(literal.replace(/\\(.)/g, '$1'));
     }
   }
   return found;
@@ -37,9 +38,12 @@ function rows() {
   return [...DOCUMENT.matchAll(ROW)].map(([, kind, text]) => ({ kind, text }));
 }
 
-test('texts are found at their level, also those of several literals and those of the IPC', () => {
-  const found = loggedTexts(['LOG_INFO("a {} "\n   "\\"b\\"", x); Write(&ILogger::Warning, fmt::format("c {}", y));']);
-  assert.deepEqual([...found.info, ...found.warning, ...found.error], ['a {} "b"', 'c {}']);
+test('texts are found at their level, also those of several literals, of the IPC and of the factories', () => {
+  const found = loggedTexts([
+    'LOG_INFO("a {} "\n   "\\"b\\"", x); Write(&ILogger::Warning, fmt::format("c {}", y));',
+    'LogError(fmt::format("d {}", z));',
+  ]);
+  assert.deepEqual([...found.info, ...found.warning, ...found.error], ['a {} "b"', 'c {}', 'd {}']);
 });
 
 test('every quoted log line is in the sources, at the level that is named', () => {
