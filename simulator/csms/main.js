@@ -4,12 +4,12 @@ import path from 'node:path';
 import { CentralSystem } from './centralsystem.js';
 import { makeCommands } from './commands.js';
 import { runRepl, serveCommands } from '../lib/commands.js';
-import { readOptions } from '../lib/options.js';
+import { readNumber, readOptions, readPort } from '../lib/options.js';
 import { REPOSITORY } from '../lib/packages.js';
 
 const OPTIONS = {
   listen: { type: 'string', value: 'HOST', default: '127.0.0.1', help: 'address to listen on' },
-  port: { type: 'string', value: 'PORT', default: '9443', help: 'TCP port; 0 takes any' },
+  port: { type: 'string', value: 'PORT', default: '9443', read: readPort, help: 'TCP port; 0 takes any' },
   name: {
     type: 'string',
     value: 'NAME',
@@ -27,24 +27,33 @@ const OPTIONS = {
     type: 'string',
     value: 'ID:HEX',
     multiple: true,
+    read: readStation,
     help: 'a station and its password in hexadecimal digits, repeatable',
   },
   anyone: { type: 'boolean', help: 'let every station in, whatever its password' },
-  interval: { type: 'string', value: 'SECONDS', default: '300', help: 'heartbeat interval given to stations' },
+  interval: {
+    type: 'string',
+    value: 'SECONDS',
+    default: '300',
+    read: readNumber('whole seconds'),
+    help: 'heartbeat interval given to stations',
+  },
   plain: { type: 'boolean', help: 'without TLS' },
   lenient: { type: 'boolean', help: 'do not validate against the schemas' },
-  http: { type: 'string', value: 'PORT', help: 'JSON interface on this port of 127.0.0.1; 0 takes any' },
+  http: {
+    type: 'string',
+    value: 'PORT',
+    read: readPort,
+    help: 'JSON interface on this port of 127.0.0.1; 0 takes any',
+  },
   quiet: { type: 'boolean', help: 'no frames on the console' },
 };
 
-function stationsOf(list = []) {
-  return Object.fromEntries(
-    list.map((entry) => {
-      const colon = entry.lastIndexOf(':');
-      if (colon < 1) throw new Error(`--station ${entry}: ID:HEX expected`);
-      return [entry.slice(0, colon), entry.slice(colon + 1)];
-    }),
-  );
+/** Id and password. */
+function readStation(text) {
+  const parts = /^(.+):([0-9a-fA-F]+)$/.exec(text);
+  if (!parts) throw new Error('ID:HEX');
+  return parts.slice(1);
 }
 
 async function main() {
@@ -57,21 +66,21 @@ async function main() {
   const system = new CentralSystem({
     state: options.state,
     host: options.listen,
-    port: Number(options.port),
+    port: options.port,
     path: options.path,
     strict: !options.lenient,
     ...(options.name && { names: options.name }),
-    stations: stationsOf(options.station),
+    stations: Object.fromEntries(options.station ?? []),
     anyStation: options.anyone,
     tls: options.plain ? false : {},
     log: { print: options.quiet ? null : (line) => console.log(line) },
   });
-  system.setBoot({ status: 'Accepted', interval: Number(options.interval) });
+  system.setBoot({ status: 'Accepted', interval: options.interval });
   await system.start();
   console.log(`listening on ${system.url}/<station id>`);
   if (!options.plain) console.log(`stations must trust ${system.caFile}`);
   const table = makeCommands(system);
-  const control = options.http === undefined ? null : await serveCommands(table, { port: Number(options.http) });
+  const control = options.http === undefined ? null : await serveCommands(table, { port: options.http });
   if (control) console.log(`JSON interface on http://127.0.0.1:${control.port}/`);
 
   const end = async () => {

@@ -7,7 +7,7 @@ import path from 'node:path';
 import { CentralSystem } from '../csms/centralsystem.js';
 import { makeCommands as makeCentralCommands } from '../csms/commands.js';
 import { serveCommands } from '../lib/commands.js';
-import { readOptions } from '../lib/options.js';
+import { readHex, readOptions, refuse } from '../lib/options.js';
 import { REPOSITORY } from '../lib/packages.js';
 import { StationRoot, seccProgram } from '../lib/stationroot.js';
 import { makeCommands as makeStationCommands } from '../station/commands.js';
@@ -28,12 +28,28 @@ const OPTIONS = {
   csms: {
     type: 'string',
     value: 'URL',
+    read: readUrl,
     help: "somebody's own central system, as wss://host:port/path (without the station id)",
   },
   id: { type: 'string', value: 'ID', default: STATION_ID, help: 'id of the station there' },
-  password: { type: 'string', value: 'HEX', help: 'its password in hexadecimal digits' },
-  ca: { type: 'string', value: 'FILE', help: 'certificate of the authority that the station must trust' },
+  password: { type: 'string', value: 'HEX', read: readHex, help: 'its password in hexadecimal digits' },
+  ca: {
+    type: 'string',
+    value: 'FILE',
+    read: readFile,
+    help: 'certificate of the authority that the station must trust',
+  },
 };
+
+function readUrl(text) {
+  if (!/^(wss?:\/\/)?(\[[\da-fA-F:]+\]|[^\s/:]+)(:\d+)?(\/\S*)?$/.test(text)) throw new Error('wss://host:port/path');
+  return text;
+}
+
+function readFile(text) {
+  if (!fs.statSync(text, { throwIfNoEntry: false })?.isFile()) throw new Error('a file');
+  return text;
+}
 
 /** What `secc` is configured with: the URI has no scheme. */
 function settingsFor({ uri, id, password }) {
@@ -144,7 +160,6 @@ async function ownCentralSystem(story, keep) {
  * reader, the cable and the rest of the station can be worked by hand.
  */
 async function foreignCentralSystem(story, { csms, id, password, ca, keep }) {
-  if (password === undefined) throw new Error('--password is needed with --csms');
   const uri = csms.replace(/^wss?:\/\//, '').replace(/\/$/, '');
   const parts = await startStation(story, { uri, id, password, trust: ca ? [path.resolve(ca)] : [] });
   const { secc, station } = parts;
@@ -178,6 +193,7 @@ async function main() {
       'Without options it brings its own central system; with --csms it ends with the registration.',
   });
   if (!options) return;
+  if (options.csms && !options.password) refuse('--csms needs --password');
   const story = new Story();
   try {
     if (options.csms) await foreignCentralSystem(story, options);

@@ -53,10 +53,48 @@ for (const program of ['csms/main.js', 'station/main.js', 'demo/main.js']) {
   });
 }
 
+const MISTAKES = [
+  ['csms/main.js', ['--station', 'abc'], '--station "abc": ID:HEX expected'],
+  ['csms/main.js', ['--station', 'CP1:0a', '--station', 'CP2:0x'], '--station "CP2:0x": ID:HEX expected'],
+  ['csms/main.js', ['--port', 'abc'], '--port "abc": a TCP port (0 to 65535) expected'],
+  ['csms/main.js', ['--port', '65536'], '--port "65536": a TCP port (0 to 65535) expected'],
+  ['csms/main.js', ['--http', ''], '--http "": a TCP port (0 to 65535) expected'],
+  ['csms/main.js', ['--interval', '1.5'], '--interval "1.5": whole seconds expected'],
+  ['station/main.js', ['--root', 'nowhere', '--phases', '7'], '--phases "7": 1 or 3 expected'],
+  ['station/main.js', ['--root', 'nowhere', '--current', 'much'], '--current "much": a current in ampere expected'],
+  ['station/main.js', ['--root', 'nowhere', '--http', '1e3'], '--http "1e3": a TCP port (0 to 65535) expected'],
+  ['station/main.js', [], '--root is missing'],
+  [
+    'demo/main.js',
+    ['--csms', 'http://host/path', '--password', '00'],
+    '--csms "http://host/path": wss://host:port/path expected',
+  ],
+  ['demo/main.js', ['--csms', 'wss://host/path'], '--csms needs --password'],
+  ['demo/main.js', ['--csms', 'host:1/path', '--password', 'pass'], '--password "pass": hexadecimal digits expected'],
+  [
+    'demo/main.js',
+    ['--csms', 'host', '--password', '00', '--ca', '/no/such/file'],
+    '--ca "/no/such/file": a file expected',
+  ],
+];
+for (const [program, args, what] of MISTAKES) {
+  test(`${program} ${args.join(' ')} ends with one line that says what is wrong`, () => {
+    const { status, stdout, stderr } = spawnSync(process.execPath, [path.join(FOLDER, program), ...args], {
+      encoding: 'utf8',
+      timeout: 10000,
+    });
+    assert.equal(status, 2);
+    assert.equal(stdout, '');
+    assert.equal(stderr, `${what}. Try --help.\n`);
+  });
+}
+
 test('the station program is driven through its JSON interface and ends on SIGINT', async (t) => {
   const root = fs.mkdtempSync(path.join(os.tmpdir(), 'program-'));
   t.after(() => fs.rmSync(root, { recursive: true }));
-  const { child, run, output } = await start(t, 'station/main.js', ['--root', root]);
+  const options = ['--root', root, '--phases', '1', '--current', '10.5'];
+  const { child, run, output } = await start(t, 'station/main.js', options);
+  assert.deepEqual((await run('state')).limit, { source: 1, current: 10500, phases: 1 });
   assert.equal(await run('plug'), true);
   assert.equal((await run('state')).connector.name, 'PreparingPluggedIn');
   await run('approve', 'on');
