@@ -96,7 +96,7 @@ function printHowToTalk(system, stationPort, centralPort, secc) {
 It is left running; Ctrl-C ends it.
   wire log:         ${path.join(FOLDER, 'csms/wire.log')}
   log of secc:      ${secc.logFile}
-  central system:   curl -d '{"args": ["-", "GetConfiguration", {}]}' http://127.0.0.1:${centralPort}/call
+  central system:   curl -d '{"args": ["-", "GetLocalListVersion", {}]}' http://127.0.0.1:${centralPort}/call
   a charge:         curl -d '{"args": ["${DRIVER}"]}' http://127.0.0.1:${stationPort}/tag
                     curl -d '{}' http://127.0.0.1:${stationPort}/plug
   all commands:     curl http://127.0.0.1:${centralPort}/  and  curl http://127.0.0.1:${stationPort}/`);
