@@ -3,7 +3,7 @@ import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
 import { REPOSITORY } from '../../simulator/lib/packages.js';
-import { atMost, megabytes, microseconds, milliseconds, perSecond } from './table.js';
+import { atMost, below, megabytes, microseconds, milliseconds, perSecond } from './table.js';
 
 export const FOLDER = path.join(REPOSITORY, 'build/bench');
 const PROGRAMS = path.join(REPOSITORY, 'build/release/tests/bench');
@@ -75,7 +75,8 @@ export function measureMeterValues(table) {
 export function measureLists(table) {
   const result = runBenchmarks('bench_authorizationlist');
   const [long, none] = [result('LoadList/1000/real_time'), result('LoadList/0/real_time')];
-  table.add('load a local list of 1,000 tags / of none', long.time / 1000, none.time / 1000, milliseconds);
+  const aim = below(100, milliseconds);
+  table.add('load a local list of 1,000 tags / of none', long.time / 1000, none.time / 1000, milliseconds, aim);
   const [atMaximum, atTen] = [result('LookUp/1000'), result('LookUp/10')];
   table.add('look two tags up among 1,000 / among 10', atMaximum.time, atTen.time, microseconds, atMost(1.5));
   const [write, bare] = [

@@ -11,9 +11,14 @@ export function quantile(values, share = 0.5) {
   return sorted[Math.min(sorted.length - 1, Math.floor(sorted.length * share))];
 }
 
-/** A limit of the ratio: what it says, and whether a ratio meets it. */
-export const atMost = (limit) => ({ text: `at most ${limit}`, isMet: (ratio) => ratio <= limit });
-export const atLeast = (limit) => ({ text: `at least ${limit}`, isMet: (ratio) => ratio >= limit });
+/** A limit of the ratio: what it says, and whether a row meets it. */
+export const atMost = (limit) => ({ text: `at most ${limit}`, isMet: ({ ratio }) => ratio <= limit });
+export const atLeast = (limit) => ({ text: `at least ${limit}`, isMet: ({ ratio }) => ratio >= limit });
+/** A limit of the measured value itself, whatever its baseline; `write` gives it with its unit. */
+export const below = (limit, write) => ({
+  text: `under ${write(limit)}`,
+  isMet: ({ measured }) => measured < limit,
+});
 
 export class Table {
   #rows = [];
@@ -23,11 +28,11 @@ export class Table {
    * @param {number} measured
    * @param {number} baseline  of the same run
    * @param {(value: number) => string} write  gives both with their unit
-   * @param {{text: string, isMet: (ratio: number) => boolean}} [aim] of the ratio
+   * @param {{text: string, isMet: (row: {measured: number, ratio: number}) => boolean}} [aim]
    */
   add(what, measured, baseline, write, aim = null) {
     const ratio = measured / baseline;
-    const verdict = aim === null ? ['', ''] : [aim.text, aim.isMet(ratio) ? 'met' : 'NOT MET'];
+    const verdict = aim === null ? ['', ''] : [aim.text, aim.isMet({ measured, ratio }) ? 'met' : 'NOT MET'];
     this.#rows.push([what, write(measured), write(baseline), ratio.toFixed(2), ...verdict]);
   }
 
