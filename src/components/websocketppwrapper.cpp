@@ -6,6 +6,8 @@
 
 #include <wolfssl/wolfcrypt/ecc.h>
 
+#include <pthread.h>
+
 #include <websocketpp/client.hpp>
 #include <websocketpp/config/asio_client.hpp>
 
@@ -67,6 +69,9 @@ struct asio_tls_zorn_client : public websocketpp::config::asio_tls_client {
 namespace {
 
 using CClient = websocketpp::client<asio_tls_zorn_client>;
+
+// Of the thread that waits for a name lookup.
+constexpr const char* kThreadName = "lookup";
 
 std::error_code MakeError(websocketpp::error::value value) { return websocketpp::error::make_error_code(value); }
 
@@ -328,7 +333,11 @@ class CWebsocketPPWrapper::CEndpoint {
   // thread of its own does so, since the process must be able to end meanwhile.
   ~CEndpoint()
   {
-    if (*isLookingUp) std::thread([last = std::move(client)]() mutable { last.reset(); }).detach();
+    if (!*isLookingUp) return;
+    std::thread([last = std::move(client)]() mutable {
+      pthread_setname_np(pthread_self(), kThreadName);
+      last.reset();
+    }).detach();
   }
 
   // Shared with the connections, which belong to it.

@@ -8,6 +8,9 @@ import { fileURLToPath } from 'node:url';
 const REPOSITORY = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 const THREAD = /(?:CWorker|Worker|CThread|Executor)>?\((?:[^"()]|\(\))*"([\w-]+)"|kThreadName = "([\w-]+)"/g;
 
+// What starts a thread, or holds one, without CThread.
+const BARE_THREAD = /\bstd::(?:jthread|async|thread)\b(?!::)|\bpthread_create\(/;
+
 const read = (name) => fs.readFileSync(path.join(REPOSITORY, name), 'utf8');
 
 function sources() {
@@ -23,6 +26,18 @@ function namesInSources() {
   return sources().flatMap(({ text }) => [...text.matchAll(THREAD)].map((match) => match[1] ?? match[2]));
 }
 
+/** Sources that start a thread of their own and do not give it the name in their kThreadName. */
+function nameless(files) {
+  return files
+    .filter(({ name }) => !name.startsWith('platform/clock/'))
+    .map(({ name, text }) => ({ name, text: text.replace(/\/\/.*/g, '') }))
+    .filter(({ text }) => BARE_THREAD.test(text))
+    .filter(
+      ({ text }) => !/kThreadName = "/.test(text) || !/pthread_setname_np\(pthread_self\(\), kThreadName\)/.test(text),
+    )
+    .map(({ name }) => name);
+}
+
 function namesInTable() {
   const text = read('docs/architecture.md');
   const section = text.slice(text.indexOf('\n## Threads'), text.indexOf('\n## Locks'));
@@ -33,6 +48,19 @@ test('every thread of the process has its line, and every line its thread', () =
   const names = [...new Set(namesInSources())].sort();
   assert.ok(names.includes('sender') && names.includes('signals'), `found ${names}`);
   assert.deepEqual(namesInTable().sort(), names);
+});
+
+test('a thread that is started without CThread is seen when it has no name', () => {
+  const bare = 'std::thread([] {}).detach();';
+  const named = `constexpr const char* kThreadName = "x"; ${bare} pthread_setname_np(pthread_self(), kThreadName);`;
+  const files = [
+    { name: 'src/a.cpp', text: bare },
+    { name: 'src/b.cpp', text: named },
+    { name: 'src/c.cpp', text: 'std::thread::id mId;  // of a std::thread' },
+    { name: 'platform/clock/thread.cpp', text: bare },
+  ];
+  assert.deepEqual(nameless(files), ['src/a.cpp']);
+  assert.deepEqual(nameless(sources()), []);
 });
 
 /** What README.md says of the actions: one set of names for each row, the last row in two. */
