@@ -102,7 +102,7 @@ TEST_F(LogTest, ALineStartsWithItsPathBelowTheSourceRootAndItsLine)
   Log::Init("Secc", Log::ELogLevel::EInfo);
   const int line = __LINE__ + 1;
   LOG_INFO("text");
-  EXPECT_THAT(Syslog(), ElementsAre("(tests/unit/platform/iclogger/log.cpp:" + std::to_string(line) + ") text"));
+  EXPECT_THAT(Syslog(), ElementsAre("(tests/unit/platform/iclogger/logtest.cpp:" + std::to_string(line) + ") text"));
 }
 
 TEST_F(LogTest, AConsoleLineCarriesTimeNameAndLevel)
@@ -113,7 +113,7 @@ TEST_F(LogTest, AConsoleLineCarriesTimeNameAndLevel)
   });
   ASSERT_THAT(lines, SizeIs(1));
   const std::regex shape(
-      R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z Secc warning \(tests/unit/platform/iclogger/log\.cpp:\d+\) text)");
+      R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z Secc warning \(tests/unit/platform/iclogger/logtest\.cpp:\d+\) text)");
   EXPECT_TRUE(std::regex_match(lines[0], shape)) << lines[0];
 }
 
