@@ -1,5 +1,8 @@
 #include "src/components/operation/ocpp16/implementation/starttransactionoperation.h"
 
+#include <json/reader.h>
+
+#include <exception>
 #include <stdexcept>
 #include <utility>
 
@@ -13,6 +16,8 @@
 #include "src/components/operation/ocpp16/implementation/transactionoperation.h"
 #include "src/components/operation/ocpp_common/constraints.h"
 
+using Ocpp16::IdTagInfoCommon::foreignIdTagInfo;
+using Ocpp16::IdTagInfoCommon::idTagInfo;
 using Ocpp16::StartTransaction::foreignStartTransactionResponse;
 using Ocpp16::StartTransaction::startTransactionRequest;
 using Ocpp16::StartTransaction::startTransactionResponse;
@@ -22,6 +27,82 @@ using TransactionOperation::kNoTransaction;
 using TransactionOperation::MakeConnectorTag;
 using TransactionOperation::PresentTimeText;
 using TransactionOperation::TakeConnectorId;
+
+namespace {
+
+// Null for a text that is no JSON.
+Json::Value ParseAnswer(const std::string& payload)
+{
+  Json::CharReaderBuilder builder;
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  Json::Value json;
+  std::string errors;
+  try {
+    if (reader->parse(payload.data(), payload.data() + payload.size(), &json, &errors)) return json;
+  } catch (const std::exception& error) {
+    LOG_DEBUG("Nothing of an answer can be read. {}", error.what());
+  }
+  return Json::Value();
+}
+
+template <typename TText>
+void TakeText(const Json::Value& json, std::optional<TText>& text)
+{
+  if (!json.isString()) return;
+  try {
+    text.emplace() = json.asString();
+  } catch (const OcppConstraints::classMemberConstraintException&) {
+    text.reset();
+  }
+}
+
+idTagInfo ReadFaultyInfo(const Json::Value& json)
+{
+  foreignIdTagInfo info;
+  TakeText(json["expiryDate"], info.expiryDate);
+  TakeText(json["parentIdTag"], info.parentIdTag);
+  if (json["status"].isString()) info.status = json["status"].asString();
+  for (const auto& entry : EnumerationTable(Ocpp16::IdTagInfoCommon::EAuthorizationStatus{})) {
+    if (info.status != entry.text) continue;
+    idTagInfo known;
+    known.expiryDate = info.expiryDate;
+    if (info.parentIdTag) known.parentIdTag = *info.parentIdTag;
+    known.status = entry.value;
+    return known;
+  }
+  return ToInvalid(info);
+}
+
+// A status that is none of OCPP's must not cost the transaction id that comes with it.
+startTransactionResponse ReadResponse(const std::string& payload)
+{
+  try {
+    return OcppJson::Read<startTransactionResponse>(payload);
+  } catch (const char*) {
+    const auto foreign = OcppJson::Read<foreignStartTransactionResponse>(payload);
+    startTransactionResponse response;
+    response.transactionId = foreign.transactionId;
+    response.idTagInfo = ToInvalid(foreign.idTagInfo);
+    return response;
+  }
+}
+
+}  // namespace
+
+SReadableAnswer ReadFaultyAnswer(const std::string& payload)
+{
+  SReadableAnswer answer;
+  const Json::Value json = ParseAnswer(payload);
+  if (!json.isObject()) return answer;
+  const Json::Value& id = json["transactionId"];
+  const bool isInteger = id.type() == Json::intValue || id.type() == Json::uintValue;
+  if (isInteger && id.isInt64()) answer.transactionId = id.asInt64();
+  const Json::Value& info = json["idTagInfo"];
+  if (!info.isObject()) return answer;
+  answer.idTagInfo = ReadFaultyInfo(info);
+  answer.hasStatus = info["status"].isString();
+  return answer;
+}
 
 CStartTransactionOutCall::CStartTransactionOutCall(ISystemAccessInterface* systemAccess, std::string messageId)
     : COutCallOperation(systemAccess, std::move(messageId), "StartTransaction", EOutCallKind::EResendRequired),
@@ -70,35 +151,52 @@ void CStartTransactionOutCall::CallAction(startTransactionRequest& request)
   }
 }
 
-// A status that is none of OCPP's must not cost the transaction id that comes with it.
 void CStartTransactionOutCall::HandleResponse(const std::string& payload)
 {
   startTransactionResponse response;
   try {
-    response = OcppJson::Read<startTransactionResponse>(payload);
-  } catch (const char*) {
-    const auto foreign = OcppJson::Read<foreignStartTransactionResponse>(payload);
-    response.transactionId = foreign.transactionId;
-    response.idTagInfo = ToInvalid(foreign.idTagInfo);
+    response = ReadResponse(payload);
+  } catch (...) {
+    TakeReadable(ReadFaultyAnswer(payload));
+    throw;
   }
   ResponseAction(response);
+}
+
+// What says neither an id nor a status is no answer to anything: the session goes on as if it had not come.
+void CStartTransactionOutCall::TakeReadable(const SReadableAnswer& answer)
+{
+  if (answer.transactionId) TakeTransactionId(*answer.transactionId);
+  if (!answer.transactionId && !answer.hasStatus) return;
+  idTagInfo invalid;
+  invalid.status = Ocpp16::IdTagInfoCommon::EAuthorizationStatus::EInvalid;
+  ApplyStatus(answer.idTagInfo.value_or(invalid), answer.transactionId.value_or(kNoTransaction));
 }
 
 void CStartTransactionOutCall::ResponseAction(const startTransactionResponse& response)
 {
   LOG_ENTRY("CStartTransactionOutCall");
-  LOG_INFO("{}StartTransaction: CPO returned TransactionId '{}'", *mConnectorTag, response.transactionId);
-  GetSession().SettleTransaction(mMessageId, response.transactionId);
-  UpdateAuthorizationCache(*mSystemAccess, mIdTag, response.idTagInfo);
+  TakeTransactionId(response.transactionId);
+  ApplyStatus(response.idTagInfo, response.transactionId);
+}
+
+void CStartTransactionOutCall::TakeTransactionId(int64_t transactionId)
+{
+  LOG_INFO("{}StartTransaction: CPO returned TransactionId '{}'", *mConnectorTag, transactionId);
+  GetSession().SettleTransaction(mMessageId, transactionId);
+}
+
+void CStartTransactionOutCall::ApplyStatus(const idTagInfo& info, int64_t transactionId)
+{
+  UpdateAuthorizationCache(*mSystemAccess, mIdTag, info);
   if (!IsSessionStillRunning()) {
     LOG_INFO("{}StartTransaction: The session of id '{}' has ended meanwhile, nothing follows from its status",
              *mConnectorTag, mIdTag);
-  } else if (ToAuthorizationStatus(response.idTagInfo.status) == EAuthorizationStatus::EAccepted) {
+  } else if (ToAuthorizationStatus(info.status) == EAuthorizationStatus::EAccepted) {
     LOG_INFO("{}StartTransaction: Authorization accepted for id '{}'", *mConnectorTag, mIdTag);
-    const auto& parentIdTag = response.idTagInfo.parentIdTag;
-    GetSession().SetParentIdTag(parentIdTag ? parentIdTag->Get() : std::string());
+    GetSession().SetParentIdTag(info.parentIdTag ? info.parentIdTag->Get() : std::string());
   } else {
-    Deauthorize(response.idTagInfo.status, response.transactionId);
+    Deauthorize(info.status, transactionId);
   }
 }
 

@@ -11,6 +11,7 @@
 #include "src/components/isystemaccessinterface.h"
 #include "src/components/operation/ocpp16/implementation/idtagstatus.h"
 #include "src/components/operation/ocpp16/implementation/sampledvalues.h"
+#include "src/components/operation/ocpp16/implementation/starttransactionoperation.h"
 #include "src/components/operation/ocpp16/implementation/transactionoperation.h"
 #include "src/components/operation/ocpp_common/constraints.h"
 
@@ -40,6 +41,19 @@ void AddEntry(stopTransactionRequest& request, const std::string& timestamp, std
   entry.sampledValue = std::move(samples);
   if (!request.transactionData) request.transactionData.emplace();
   request.transactionData->push_back(std::move(entry));
+}
+
+// A status that is none of OCPP's must not keep the transaction open.
+stopTransactionResponse ReadResponse(const std::string& payload)
+{
+  try {
+    return OcppJson::Read<stopTransactionResponse>(payload);
+  } catch (const char*) {
+    const auto foreign = OcppJson::Read<foreignStopTransactionResponse>(payload);
+    stopTransactionResponse response;
+    if (foreign.idTagInfo) response.idTagInfo = ToInvalid(*foreign.idTagInfo);
+    return response;
+  }
 }
 
 }  // namespace
@@ -228,15 +242,15 @@ void CStopTransactionOutCall::UpdateTransactionId(int64_t transactionId)
   LOG_DEBUG("Could not find connector for TransactionId {}, ConnectorId remains {}", transactionId, mConnectorId);
 }
 
-// A status that is none of OCPP's must not keep the transaction open.
 void CStopTransactionOutCall::HandleResponse(const std::string& payload)
 {
   stopTransactionResponse response;
   try {
-    response = OcppJson::Read<stopTransactionResponse>(payload);
-  } catch (const char*) {
-    const auto foreign = OcppJson::Read<foreignStopTransactionResponse>(payload);
-    if (foreign.idTagInfo) response.idTagInfo = ToInvalid(*foreign.idTagInfo);
+    response = ReadResponse(payload);
+  } catch (...) {
+    response.idTagInfo = ReadFaultyAnswer(payload).idTagInfo;
+    ResponseAction(response);
+    throw;
   }
   ResponseAction(response);
 }

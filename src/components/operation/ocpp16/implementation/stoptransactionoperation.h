@@ -40,6 +40,7 @@ class CStopTransactionOutCall
 
   std::string GetRequestLogText() const override { return mLogText; }
   bool IsPersistentOp() const override { return true; }
+  // Whatever the answer holds, the transaction is over: that is done before a fault is thrown.
   void HandleResponse(const std::string& payload) override;
   // An id of -1, and one that is not of this operation's transaction, leave the payload as it is: a message that has
   // its id keeps it.

@@ -26,6 +26,11 @@ class StartTransaction : public CTransactionTest {
   {
     operation.HandleResponse(R"({"idTagInfo":)" + info + R"(,"transactionId":42})");
   }
+  std::optional<EAuthorizationStatus> LastStatus() const
+  {
+    if (mAuthorization->updates.empty()) return std::nullopt;
+    return mAuthorization->updates.back().status;
+  }
   std::vector<int> DeauthorizeReasons() const
   {
     std::vector<int> reasons;
@@ -252,11 +257,78 @@ TEST_F(StartTransaction, AnswerAfterTheEndOfTheSessionLeavesTheNextDriverAlone)
 TEST_F(StartTransaction, UnreadableAnswerThrowsAndTakesNothing)
 {
   auto operation = Started();
-  EXPECT_ANY_THROW(operation.HandleResponse("{}"));
-  EXPECT_ANY_THROW(operation.HandleResponse(R"({"idTagInfo":{"status":"Accepted"}})"));
-  EXPECT_ANY_THROW(operation.HandleResponse(R"({"idTagInfo":{"status":"Foo"}})"));
+  for (const std::string answer : {"{}", "null", "[]", "7", R"({"idTagInfo":{}})", R"({"idTagInfo":{"status":null}})",
+                                   R"({"idTagInfo":{},"transactionId":"42"})", R"({"transactionId":42.5})"}) {
+    EXPECT_ANY_THROW(operation.HandleResponse(answer)) << answer;
+  }
   EXPECT_EQ(mSession->GetTransactionId(), -1);
   EXPECT_TRUE(mAuthorization->updates.empty());
+  EXPECT_TRUE(DeauthorizeReasons().empty());
+}
+
+TEST_F(StartTransaction, FaultBesideTheTransactionIdDoesNotCostIt)
+{
+  for (const std::string info : {R"({"status":"Accepted","expiryDate":null})",
+                                 R"({"status":"Accepted","parentIdTag":"12345678901234567890123"})",
+                                 R"({"status":"Accepted","parentIdTag":7})"}) {
+    auto operation = Started();
+    mSession->ClearTransactionId();
+    EXPECT_ANY_THROW(Answer(operation, info)) << info;
+    operation.GiveUp();
+    EXPECT_EQ(mSession->GetTransactionIdOf("id"), 42) << info;
+    EXPECT_EQ(LastStatus(), EAuthorizationStatus::EAccepted) << info;
+  }
+  EXPECT_TRUE(DeauthorizeReasons().empty());
+}
+
+TEST_F(StartTransaction, StatusBesideAFaultCountsAsItStands)
+{
+  for (const std::string info : {R"({"status":"Blocked","expiryDate":null})",
+                                 R"({"status":"Blocked","parentIdTag":"12345678901234567890123"})"}) {
+    auto operation = Started();
+    EXPECT_ANY_THROW(Answer(operation, info)) << info;
+    EXPECT_EQ(LastStatus(), EAuthorizationStatus::EBlocked) << info;
+  }
+  EXPECT_EQ(DeauthorizeReasons(), (std::vector<int>{1, 1}));
+}
+
+TEST_F(StartTransaction, ReadableMembersBesideAFaultAreKept)
+{
+  auto operation = Started();
+  EXPECT_ANY_THROW(Answer(operation, R"({"status":"Accepted","parentIdTag":7,"expiryDate":"2026-02-01T00:00:00Z"})"));
+  ASSERT_EQ(mAuthorization->updates.size(), 1U);
+  EXPECT_EQ(mAuthorization->updates.at(0).expiry, ParseTimeText("2026-02-01T00:00:00Z"));
+  EXPECT_EQ(mAuthorization->updates.at(0).parentId, "");
+  EXPECT_ANY_THROW(Answer(operation, R"({"status":"Accepted","parentIdTag":"GROUP","expiryDate":null})"));
+  EXPECT_FALSE(mAuthorization->updates.at(1).expiry.has_value());
+  EXPECT_EQ(mAuthorization->updates.at(1).parentId, "GROUP");
+}
+
+TEST_F(StartTransaction, StatusThatCannotBeReadBesideATransactionIdCountsAsInvalid)
+{
+  const std::vector<std::string> infos = {
+      "null", "[]", "{}", R"({"status":null})", R"({"status":1})", R"({"status":"Foo","expiryDate":null})"};
+  for (const auto& info : infos) {
+    auto operation = Started();
+    mSession->ClearTransactionId();
+    EXPECT_ANY_THROW(Answer(operation, info)) << info;
+    EXPECT_EQ(mSession->GetTransactionIdOf("id"), 42) << info;
+    EXPECT_EQ(LastStatus(), EAuthorizationStatus::EInvalid) << info;
+  }
+  auto operation = Started();
+  EXPECT_ANY_THROW(operation.HandleResponse(R"({"transactionId":43})"));
+  EXPECT_EQ(mSession->GetTransactionIdOf("id"), 43);
+  EXPECT_EQ(DeauthorizeReasons(), std::vector<int>(infos.size() + 1, 1));
+}
+
+TEST_F(StartTransaction, StatusWithoutTransactionIdCountsAllTheSame)
+{
+  auto operation = Started();
+  EXPECT_ANY_THROW(operation.HandleResponse(R"({"idTagInfo":{"status":"Blocked"},"transactionId":null})"));
+  EXPECT_EQ(mSession->GetTransactionId(), -1);
+  EXPECT_EQ(LastStatus(), EAuthorizationStatus::EBlocked);
+  EXPECT_EQ(DeauthorizeReasons(), std::vector<int>{1});
+  EXPECT_FALSE(mLog.ContainsPart("CPO returned TransactionId"));
 }
 
 TEST_F(StartTransaction, GivenUpStartLeavesNoIdOfAnEarlierSession)

@@ -330,6 +330,47 @@ TEST_F(StopTransaction, UnknownStatusCountsAsInvalidAndTheTransactionEnds)
   EXPECT_EQ(mReset->calls.size(), 2U);
 }
 
+TEST_F(StopTransaction, FaultInTheAnswerDoesNotKeepTheTransactionOpen)
+{
+  auto operation = Stopped();
+  size_t answers = 0;
+  for (const std::string answer :
+       {"null", "[]", R"({"idTagInfo":null})", R"({"idTagInfo":{}})", R"({"idTagInfo":{"status":null}})",
+        R"({"idTagInfo":{"status":"Accepted","expiryDate":null}})"}) {
+    mSession->SettleTransaction("start", 42);
+    EXPECT_ANY_THROW(operation.HandleResponse(answer)) << answer;
+    EXPECT_EQ(mSession->GetTransactionId(), -1) << answer;
+    EXPECT_EQ(mReset->calls.size(), 2 * ++answers) << answer;
+  }
+}
+
+TEST_F(StopTransaction, FaultInTheAnswerLeavesTheStatusThatCanBeRead)
+{
+  const std::pair<std::string, EAuthorizationStatus> rows[] = {
+      {R"({"status":"Blocked","parentIdTag":"12345678901234567890123"})", EAuthorizationStatus::EBlocked},
+      {R"({"status":"Accepted","expiryDate":null})", EAuthorizationStatus::EAccepted},
+      {R"({"status":"Foo","expiryDate":null})", EAuthorizationStatus::EInvalid},
+      {R"({"status":null})", EAuthorizationStatus::EInvalid},
+      {"{}", EAuthorizationStatus::EInvalid},
+  };
+  auto operation = Stopped();
+  for (const auto& [info, status] : rows) {
+    EXPECT_ANY_THROW(operation.HandleResponse(R"({"idTagInfo":)" + info + "}")) << info;
+    ASSERT_FALSE(mAuthorization->updates.empty()) << info;
+    EXPECT_EQ(mAuthorization->updates.back().status, status) << info;
+  }
+  EXPECT_EQ(mAuthorization->updates.size(), std::size(rows));
+}
+
+TEST_F(StopTransaction, AnswerThatSaysNothingOfTheTagLeavesTheCacheAlone)
+{
+  auto operation = Stopped();
+  for (const std::string answer : {"null", R"({"idTagInfo":null})", R"({"idTagInfo":"Accepted"})"}) {
+    EXPECT_ANY_THROW(operation.HandleResponse(answer)) << answer;
+  }
+  EXPECT_TRUE(mAuthorization->updates.empty());
+}
+
 TEST_F(StopTransaction, AbsentResetManagerIsLoggedAndSurvived)
 {
   mAccess.RegisterHandle(std::shared_ptr<IResetManager>());

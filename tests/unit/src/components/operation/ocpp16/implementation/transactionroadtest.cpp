@@ -230,6 +230,23 @@ TEST_F(TransactionRoad, AnswerWithAnUnknownStatusGivesTheIdAllTheSame)
   ExpectAndAccept("StopTransaction", 42);
 }
 
+TEST_F(TransactionRoad, AnswersWithFaultsBesideTheIdGiveAndEndItAllTheSame)
+{
+  Life().StartSession(1);
+  Life().Answer(Expect("StartTransaction"),
+                R"({"idTagInfo":{"status":"Accepted","expiryDate":null},"transactionId":42})");
+  EXPECT_EQ(
+      mLog.Count(Log::ELogLevel::EError,
+                 "[Cpo Backoffice] An exception is thrown. StartTransaction, [json.exception.type_error.302] type "
+                 "must be string, but is null"),
+      1U);
+  ExpectAndAccept("MeterValues", 42);
+  Life().StopSession(5);
+  Life().Answer(Expect("StopTransaction", 42), R"({"idTagInfo":null})");
+  EXPECT_EQ(Life().GetSession().GetTransactionId(), -1);
+  EXPECT_EQ(Life().CountStored(), 0U);
+}
+
 TEST_F(TransactionRoad, AnswerThatCannotBeReadLeavesNoIdOfAnEarlierSession)
 {
   LeaveStaleId(41);
