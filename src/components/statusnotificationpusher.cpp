@@ -1,5 +1,6 @@
 #include "src/components/statusnotificationpusher.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/iclogger/log.h"
@@ -41,29 +42,75 @@ void CStatusNotificationPusher::Push(uint32_t connectorSelector, const IOcpp::CB
     LOG_WARNING("Attempted to push StatusNotification before ExternalChargeApproval, not pushing...");
     return;
   }
+  const auto timerOwner = backoffice->GetId();
+  {
+    CLock lock(mMutex);
+    auto& waiting = mWaiting.try_emplace(timerOwner, SPush{connectorSelector, {}, {}}).first->second;
+    waiting.connectorSelector = std::min(waiting.connectorSelector, connectorSelector);
+    waiting.ids.insert(ids.begin(), ids.end());
+    waiting.newcomers.insert(backofficeIds.begin(), backofficeIds.end());
+  }
   backoffice->GetStatusTimer().Replace(
-      mWorker->AddCall([this, connectorSelector, ids] { HandlePush(connectorSelector, ids); },
+      mWorker->AddCall([this, timerOwner] { HandlePush(timerOwner); },
                        mWorker->GetClock().SteadyNow() + BoundedWait(duration), std::chrono::nanoseconds(0)));
 }
 
-void CStatusNotificationPusher::HandlePush(uint32_t connectorSelector, const IOcpp::CBackofficeIds& backofficeIds)
+std::optional<CStatusNotificationPusher::SPush> CStatusNotificationPusher::TakeWaiting(EBackofficeId timerOwner)
+{
+  CLock lock(mMutex);
+  const auto position = mWaiting.find(timerOwner);
+  if (position == mWaiting.end()) return std::nullopt;
+  const SPush push = std::move(position->second);
+  mWaiting.erase(position);
+  return push;
+}
+
+bool CStatusNotificationPusher::IsWaiting(EBackofficeId id)
+{
+  CLock lock(mMutex);
+  return std::any_of(mWaiting.begin(), mWaiting.end(), [id](const auto& push) { return push.second.ids.count(id) > 0; });
+}
+
+void CStatusNotificationPusher::HandlePush(EBackofficeId timerOwner)
 {
   const auto leading = mOcpp.GetLeadingBackoffice();
   if (leading && (leading->IsFatalSent() || leading->GetFatalTimer().IsSet())) {
     LOG_WARNING("Skipping normal status notification push, fatal error already scheduled/pushed");
+    // What waits is made up for should nothing come of the fatal error.
+    if (leading->IsFatalSent()) RepeatFatal(timerOwner);
     return;
   }
-  for (const auto& parameters : GetParamsList(connectorSelector)) {
+  const auto push = TakeWaiting(timerOwner);
+  if (!push) return;
+  for (const auto& parameters : GetParamsList(push->connectorSelector)) {
     const auto connector = *GetIntParameter(parameters, EOperationParameter::EConnectorId);
     const auto state = static_cast<int32_t>(*GetIntParameter(parameters, EOperationParameter::EConnectorState));
-    if (connector == kStation) {
-      if (state == mLastConnectorZeroState) continue;
-      mLastConnectorZeroState = state;
-    }
+    const bool isForAll = connector != kStation || state != mLastConnectorZeroState;
+    const auto& ids = isForAll ? push->ids : push->newcomers;
+    if (ids.empty()) continue;
+    if (connector == kStation) mLastConnectorZeroState = state;
     LOG_INFO("Try pushing for ConnectorId {}: {} ({})", connector,
              ConnectorStateToString(static_cast<ipc::EConnectorState>(state)), state);
-    TryPush(parameters, backofficeIds);
+    TryPush(parameters, ids);
   }
+}
+
+// Who has come since may not have heard of it, or not confirmed it.
+void CStatusNotificationPusher::RepeatFatal(EBackofficeId timerOwner)
+{
+  const auto push = TakeWaiting(timerOwner);
+  if (push && !mFatal.empty()) TryPush(mFatal, push->newcomers);
+}
+
+void CStatusNotificationPusher::CheckConfirmedStatus(EBackofficeId id, uint32_t connector, int32_t confirmed)
+{
+  const auto leading = mOcpp.GetLeadingBackoffice();
+  const auto session = mSystemAccess.GetSessionManager(kConnector);
+  if (session == nullptr || (leading && leading->IsFatalSent()) || IsWaiting(id)) return;
+  int32_t state = session->GetConnectorState();
+  if (connector == kStation) state = GetSystemSessionState(state);
+  if (state == 0) state = ipc::EConnectorStateFaulted;
+  if (state != confirmed && session->IsReportable(state)) Push(connector == kStation ? kStationOnly : connector, {id});
 }
 
 void CStatusNotificationPusher::TryPush(const COperationParameters& parameters,
@@ -163,13 +210,22 @@ void CStatusNotificationPusher::HandleFatalErrorPush(EBackofficeId id)
   if (errors.empty()) {
     LOG_INFO("Error list empty, cancelling fatal error");
     backoffice->GetFatalTimer().Cancel();
+    // For the pushes that were skipped meanwhile.
+    Push(0, {});
     return;
   }
   const auto warnings = diagnostics->GetActiveWarnings(kStation);
   errors.insert(errors.end(), warnings.begin(), warnings.end());
-  mOcpp.PushOutCall(EOutOpType::EStatusNotification, mOcpp.GetAllUsedBackofficeIds(), false,
-                    {{EOperationParameter::EConnectorId, int64_t{kStation}},
-                     {EOperationParameter::EConnectorState, int64_t{ipc::EConnectorStateFaulted}},
-                     {EOperationParameter::EErrorList, std::move(errors)}});
+  const COperationParameters parameters{{EOperationParameter::EConnectorId, int64_t{kStation}},
+                                        {EOperationParameter::EConnectorState, int64_t{ipc::EConnectorStateFaulted}},
+                                        {EOperationParameter::EErrorList, std::move(errors)}};
+  const auto result =
+      mOcpp.PushOutCall(EOutOpType::EStatusNotification, mOcpp.GetAllUsedBackofficeIds(), false, parameters);
+  if (result != EPushResult::EQueued) {
+    LOG_INFO("Fatal error could not be queued, rescheduling push");
+    ScheduleFatal(*backoffice);
+    return;
+  }
+  mFatal = parameters;
   backoffice->SetFatalSent(true);
 }

@@ -109,6 +109,11 @@ void CBootNotificationOutCall::HandleAccepted(IBackoffice& backoffice, int64_t i
   backoffice.SetBootAllowed(false);
   ocpp.StartClockAlignedMeterValue(id);
   ocpp.ScheduleOcppHeartbeat(id);
+  // Every accepted boot announces the state of all connectors anew: the central system may have lost it, or be another.
+  for (const uint32_t connector : {0U, 1U}) {
+    backoffice.SetConfirmedStatus(connector, 0);
+    backoffice.SetConfirmedErrors(connector, {});
+  }
   ocpp.PushStatusNotification(0, {id});
 }
 

@@ -174,8 +174,10 @@ void CStatusNotificationOutCall::FillErrors(statusNotificationRequest& request) 
 void CStatusNotificationOutCall::ResponseAction(const statusNotificationResponse& /*response*/)
 {
   LOG_ENTRY("CStatusNotificationOutCall");
-  const auto backoffice = mSystemAccess->GetOcpp()->GetBackoffice(mBackofficeId);
+  auto& ocpp = *mSystemAccess->GetOcpp();
+  const auto backoffice = ocpp.GetBackoffice(mBackofficeId);
   if (!backoffice) return;
   backoffice->SetConfirmedStatus(mConnectorId, mState);
   backoffice->SetConfirmedErrors(mConnectorId, mErrors);
+  ocpp.CheckConfirmedStatus(mBackofficeId, mConnectorId, mState);
 }

@@ -150,6 +150,18 @@ TEST_F(CBootNotificationTest, AcceptedStoresTheIntervalStartsTheTimersAndAnnounc
   EXPECT_EQ(mOcpp->GetClockAlignedScheduledInterval(), 900s);
 }
 
+TEST_F(CBootNotificationTest, EveryAcceptedBootAnnouncesAllConnectorsAnew)
+{
+  const auto primary = Add(kPrimary);
+  primary->SetEnabled(true);
+  for (int boot = 0; boot < 2; ++boot) {
+    Answer(kPrimary, "Accepted", 120);
+    mClock.AdvanceBy(2s);
+    EXPECT_EQ(primary->TakeActions(), (CActions{"Heartbeat", "StatusNotification", "StatusNotification"}));
+    for (const uint32_t connector : {0U, 1U}) primary->SetConfirmedStatus(connector, 1);
+  }
+}
+
 TEST_F(CBootNotificationTest, AcceptedWithIntervalZeroStoresZeroAndBeatsEveryFourHours)
 {
   const auto primary = Add(kPrimary);

@@ -168,6 +168,83 @@ TEST_F(CStatusNotificationPusherTest, OnlyBackofficesThatDifferAreTold)
   EXPECT_EQ(TakeStatuses(*auxiliary), CTexts{"0:1"});
 }
 
+TEST_F(CStatusNotificationPusherTest, WhoComesOnlineIsToldWhatItHasNotConfirmedOfTheStation)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mOcpp->PushStatusNotification(1, {});
+  mClock.AdvanceBy(2s);
+  TakeStatuses(*primary);
+  mSession->state = 2;
+  mOcpp->PushStatusNotification(1, {});
+  mClock.AdvanceBy(2s);
+  primary->TakeOperations();  // lost with the link
+  mOcpp->PushStatusNotification(0, {kPrimary});
+  mClock.AdvanceBy(2s);
+  EXPECT_EQ(TakeStatuses(*primary), (CTexts{"0:2", "1:2"}));
+  mOcpp->PushStatusNotification(0, {kPrimary});
+  mClock.AdvanceBy(2s);
+  EXPECT_TRUE(TakeStatuses(*primary).empty());
+}
+
+TEST_F(CStatusNotificationPusherTest, BackofficeThatIsAcceptedLaterHearsOfTheStationToo)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mOcpp->PushStatusNotification(0, {kPrimary});
+  mClock.AdvanceBy(2s);
+  TakeStatuses(*primary);
+  const auto auxiliary = AddAccepted(kAuxiliary);
+  mOcpp->PushStatusNotification(0, {kAuxiliary});
+  mClock.AdvanceBy(2s);
+  EXPECT_EQ(TakeStatuses(*auxiliary), (CTexts{"0:1", "1:1"}));
+  EXPECT_TRUE(TakeStatuses(*primary).empty());
+}
+
+TEST_F(CStatusNotificationPusherTest, PushThatWaitsIsWidenedByTheNextOneAndNotReplaced)
+{
+  const auto primary = AddAccepted(kPrimary);
+  const auto auxiliary = AddAccepted(kAuxiliary);
+  mOcpp->PushStatusNotification(1, {});
+  mClock.AdvanceBy(1s);
+  mOcpp->PushStatusNotification(2, {kPrimary});
+  mClock.AdvanceBy(2s);
+  EXPECT_EQ(TakeStatuses(*primary), (CTexts{"0:1", "1:1"}));
+  EXPECT_EQ(TakeStatuses(*auxiliary), (CTexts{"0:1", "1:1"}));
+}
+
+TEST_F(CStatusNotificationPusherTest, StateThatChangedBackBeforeItWasConfirmedIsToldAgain)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mOcpp->PushStatusNotification(0, {kPrimary});
+  mClock.AdvanceBy(2s);
+  TakeStatuses(*primary);
+  mSession->state = 4;
+  mOcpp->PushStatusNotification(1, {});
+  mClock.AdvanceBy(2s);
+  const auto slow = primary->TakeOperations();
+  ASSERT_EQ(slow.size(), 1U);
+  mSession->state = 1;
+  mOcpp->PushStatusNotification(1, {});
+  mClock.AdvanceBy(2s);
+  EXPECT_TRUE(primary->TakeOperations().empty()) << "as confirmed before";
+  primary->SetConfirmedStatus(1, 4);
+  mOcpp->CheckConfirmedStatus(kPrimary, 1, 4);
+  mClock.AdvanceBy(2s);
+  EXPECT_EQ(TakeStatuses(*primary), CTexts{"1:1"});
+}
+
+TEST_F(CStatusNotificationPusherTest, ConfirmationOfThePresentStatePushesNothing)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mOcpp->CheckConfirmedStatus(kPrimary, 0, 1);
+  mOcpp->CheckConfirmedStatus(kPrimary, 1, 1);
+  mSession->state = 11;
+  mOcpp->CheckConfirmedStatus(kPrimary, 1, 5);
+  mSession->state = 0;
+  mOcpp->CheckConfirmedStatus(kPrimary, 1, 10);
+  mClock.AdvanceBy(10s);
+  EXPECT_TRUE(TakeStatuses(*primary).empty());
+}
+
 TEST_F(CStatusNotificationPusherTest, FatalErrorIsToldOnceAndEndsNormalPushes)
 {
   const auto primary = AddAccepted(kPrimary);
@@ -222,6 +299,52 @@ TEST_F(CStatusNotificationPusherTest, FatalErrorThatIsClearedInTimeIsNotTold)
   mOcpp->PushStatusNotification(1, {});
   mClock.AdvanceBy(2s);
   EXPECT_EQ(TakeStatuses(*primary), (CTexts{"0:1", "1:1"}));
+}
+
+TEST_F(CStatusNotificationPusherTest, PushesThatAFatalErrorHeldBackAreMadeUpForWhenNothingComesOfIt)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mConfig->SetInt("MinimumStatusDuration", 0);
+  mOcpp->PushFatalStatusNotification();
+  mOcpp->PushStatusNotification(0, {kPrimary});
+  mClock.AdvanceBy(500ms);
+  EXPECT_TRUE(TakeStatuses(*primary).empty());
+  mClock.AdvanceBy(500ms);
+  EXPECT_TRUE(mLog.Contains("Error list empty, cancelling fatal error"));
+  EXPECT_EQ(TakeStatuses(*primary), (CTexts{"0:1", "1:1"}));
+}
+
+TEST_F(CStatusNotificationPusherTest, FatalErrorThatWasLostIsToldToWhoComesOnline)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mDiagnostics->errors[0] = {1104};
+  mOcpp->PushFatalStatusNotification();
+  mClock.AdvanceBy(1s);
+  primary->TakeOperations();  // lost with the link
+  mDiagnostics->errors[0].clear();
+  mOcpp->PushStatusNotification(1, {});
+  mClock.AdvanceBy(2s);
+  EXPECT_TRUE(TakeStatuses(*primary).empty());
+  for (const auto& expected : {CTexts{"0:10:1104"}, CTexts{}}) {
+    mOcpp->PushStatusNotification(0, {kPrimary});
+    mClock.AdvanceBy(2s);
+    EXPECT_EQ(TakeStatuses(*primary), expected);
+  }
+}
+
+TEST_F(CStatusNotificationPusherTest, FatalErrorThatNobodyTookIsTriedAgain)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mDiagnostics->errors[0] = {1104};
+  mOcpp->PushFatalStatusNotification();
+  primary->SetEnabled(false);
+  mClock.AdvanceBy(3s);
+  EXPECT_FALSE(primary->IsFatalSent());
+  EXPECT_EQ(mLog.Count("Fatal error could not be queued, rescheduling push"), 3U);
+  primary->SetEnabled(true);
+  mClock.AdvanceBy(1s);
+  EXPECT_EQ(TakeStatuses(*primary), CTexts{"0:10:1104"});
+  EXPECT_TRUE(primary->IsFatalSent());
 }
 
 TEST_F(CStatusNotificationPusherTest, FatalErrorWithoutAnEnabledBackofficeIsLogged)
