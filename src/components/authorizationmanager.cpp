@@ -89,6 +89,10 @@ void CAuthorizationManager::HandleAuthorizeId(uint32_t connectorId, const ipc::M
   ipc::MAuthorizeRequest own = request;
   if (request.request_id().empty()) {
     // The session manager has let the token through already.
+    if (request.user_identification().token().empty()) {
+      LOG_WARNING("[{}] Authorize request without id names no user and is ignored", connectorId);
+      return;
+    }
     own.set_approved(0);
     InsertAuthorize(own, connectorId);
     return;

@@ -367,6 +367,17 @@ TEST_F(AuthorizationManager, RequestWithoutUserIsRefusedWhateverIsAllowed)
   EXPECT_EQ(mLog.Count(Log::ELogLevel::EWarning, "Authorize request [request-1] names no user and is refused"), 2U);
 }
 
+TEST_F(AuthorizationManager, CheckAfterTheFactThatNamesNoUserAsksNobody)
+{
+  Start();
+  auto request = Request();
+  request.clear_request_id();
+  request.clear_user_identification();
+  Present(EMode::EOnline, request);
+  EXPECT_TRUE(mOcpp->pushes.empty()) << "nobody's session is to end by the answer";
+  EXPECT_EQ(mLog.Count(Log::ELogLevel::EWarning, "[1] Authorize request without id names no user and is ignored"), 1U);
+}
+
 TEST_F(AuthorizationManager, RequestThatCannotBeQueuedIsDecidedOffline)
 {
   class CFullOcpp : public CFakeOcpp {
