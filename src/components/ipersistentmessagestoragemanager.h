@@ -36,6 +36,7 @@ class IPersistentMessageStorageManager {
 
   // Writes the message behind all others. With EStored it survives a power cut from here on.
   virtual EStoreResult Store(const COutCallOperationBase& operation) = 0;
+  // A message that cannot be erased now is erased later, with another use of the store.
   virtual EClearResult Clear(const std::string& messageId) = 0;
   // The messages of earlier runs that are still stored, in the order of storing. A record that cannot be read is logged
   // and removed. Reads the whole store; to be used at the start, before the first push of this run where the order of

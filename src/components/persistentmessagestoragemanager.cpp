@@ -18,6 +18,8 @@ const std::string kPayload = "Payload";
 
 // The highest counter is kept free, so that there is always a next one.
 constexpr uint32_t kMaxCounter = std::numeric_limits<uint32_t>::max() - 1;
+// More than a store holds whose messages are starts and stops; what is forgotten is sent once more after a restart.
+constexpr size_t kMaxLeftovers = 10000;
 
 std::string ToText(const Json::Value& value)
 {
@@ -74,6 +76,8 @@ IPersistentMessageStorageManager::EStoreResult CPersistentMessageStorageManager:
     const COutCallOperationBase& operation)
 {
   const std::string& id = operation.GetMessageId();
+  ForgetLeftover(id);
+  EraseLeftovers();
   if (mStore->HasKey(id)) {
     LOG_WARNING("{} already exist in storage", id);
     return EStoreResult::EAlreadyStored;
@@ -114,13 +118,39 @@ IPersistentMessageStorageManager::EClearResult CPersistentMessageStorageManager:
     LOG_WARNING("{} does not exist in storage when clearing", messageId);
     return EClearResult::EUnknown;
   }
-  if (!mStore->DeleteKey(messageId)) {
+  ForgetLeftover(messageId);
+  if (!Delete(messageId)) {
     LOG_ERROR("{} could not be erased from storage", messageId);
     return EClearResult::EUnknown;
   }
+  EraseLeftovers();
+  return EClearResult::ECleared;
+}
+
+bool CPersistentMessageStorageManager::Delete(const std::string& messageId)
+{
+  if (!mStore->DeleteKey(messageId)) {
+    if (mLeftovers.size() < kMaxLeftovers) mLeftovers.push_back(messageId);
+    return false;
+  }
   --mNumStored;
   ResetWhenEmpty();
-  return EClearResult::ECleared;
+  return true;
+}
+
+void CPersistentMessageStorageManager::EraseLeftovers()
+{
+  for (size_t left = mLeftovers.size(); left > 0; --left) {
+    const std::string id = std::move(mLeftovers.front());
+    mLeftovers.pop_front();
+    // The one that fails goes to the end, so that it does not stand before the others for ever.
+    if (mStore->HasKey(id) && !Delete(id)) return;
+  }
+}
+
+void CPersistentMessageStorageManager::ForgetLeftover(const std::string& messageId)
+{
+  mLeftovers.erase(std::remove(mLeftovers.begin(), mLeftovers.end(), messageId), mLeftovers.end());
 }
 
 void CPersistentMessageStorageManager::ResetWhenEmpty()
@@ -192,9 +222,8 @@ std::vector<CPersistentMessageStorageManager::SRecord> CPersistentMessageStorage
 // empty. What it held is in the log.
 void CPersistentMessageStorageManager::Discard(const std::string& messageId)
 {
-  if (!mStore->DeleteKey(messageId)) return;
-  --mNumStored;
-  ResetWhenEmpty();
+  ForgetLeftover(messageId);
+  Delete(messageId);
 }
 
 size_t CPersistentMessageStorageManager::GetNumStoredMessages() const
@@ -214,6 +243,7 @@ void CPersistentMessageStorageManager::CheckStorageUsage()
   LOG_ENTRY("CPersistentMessageStorageManager");
   {
     CLock lock(mMutex);
+    EraseLeftovers();
     CheckUsage();
   }
   ReportFullState();

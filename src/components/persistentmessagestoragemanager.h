@@ -2,9 +2,12 @@
 
 #include <json/value.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "platform/clock/mutex.h"
@@ -47,6 +50,10 @@ class CPersistentMessageStorageManager : public IPersistentMessageStorageManager
   EStoreResult Write(const COutCallOperationBase& operation) REQUIRES(mMutex);
   void CheckUsage() REQUIRES(mMutex);
   EClearResult Erase(const std::string& messageId) REQUIRES(mMutex);
+  bool Delete(const std::string& messageId) REQUIRES(mMutex);
+  // Erases what could not be erased before, up to the first failure.
+  void EraseLeftovers() REQUIRES(mMutex);
+  void ForgetLeftover(const std::string& messageId) REQUIRES(mMutex);
   void ResetWhenEmpty() REQUIRES(mMutex);
   // The records that were stored before this run, in the order of storing. Those that cannot be read are removed.
   std::vector<SRecord> ReadOldRecords() REQUIRES(mMutex);
@@ -66,6 +73,8 @@ class CPersistentMessageStorageManager : public IPersistentMessageStorageManager
   // Messages with a lower counter were stored by earlier runs.
   uint32_t mFirstCounterOfRun GUARDED_BY(mMutex) = 0;
   bool mIsStorageFull GUARDED_BY(mMutex) = false;
+  // Messages that have gone but could not be erased, as on a full disk. They are stored and counted until they are.
+  std::deque<std::string> mLeftovers GUARDED_BY(mMutex);
   // Empty while the owner has to be told in any case.
   std::optional<bool> mIsFullReported GUARDED_BY(mMutex) = false;
   bool mIsReporting GUARDED_BY(mMutex) = false;  // one thread at a time calls back, so that the owner hears it in order

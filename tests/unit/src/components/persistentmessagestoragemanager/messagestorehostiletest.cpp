@@ -109,6 +109,78 @@ TEST_F(HostileMessageStore, FailedEraseLeavesTheMessageStored)
   EXPECT_EQ(mStore->Clear("a"), EClearResult::ECleared);
 }
 
+TEST_F(HostileMessageStore, FailedEraseIsMadeUpForWithTheNextUseOfTheStore)
+{
+  const std::vector<std::function<void()>> uses = {[&] { mStore->Store(*StopTransaction("next")); },
+                                                   [&] { mStore->Clear("other"); },
+                                                   [&] { mStore->CheckStorageUsage(); }};
+  for (const auto& use : uses) {
+    mConfig = std::make_shared<CFakeConfig>();
+    Restart();
+    for (const std::string id : {"a", "b", "other"}) mStore->Store(*StartTransaction(id));
+    mConfig->GetMedium().FailAllWrites(true);
+    mStore->Clear("a");
+    mStore->Clear("b");
+    EXPECT_EQ(mStore->GetNumStoredMessages(), 3u);
+    mConfig->GetMedium().FailAllWrites(false);
+    use();
+    EXPECT_FALSE(mStore->IsStored("a"));
+    EXPECT_FALSE(mStore->IsStored("b"));
+    EXPECT_EQ(mStore->GetNumStoredMessages(), mConfig->GetState().size());
+  }
+}
+
+TEST_F(HostileMessageStore, FailedEraseOfTheLastMessageDoesNotKeepAStoreFull)
+{
+  mMaxBytes = 1;
+  Restart();
+  mStore->Store(*StartTransaction("a"));
+  mStore->CheckStorageUsage();
+  EXPECT_EQ(mEvents, std::vector<std::string>{"full"});
+  mConfig->GetMedium().FailWrite(1);
+  mStore->Clear("a");
+  EXPECT_TRUE(mStore->IsStorageFull());
+  mStore->CheckStorageUsage();
+  EXPECT_FALSE(mStore->IsStorageFull());
+  EXPECT_EQ(mEvents, (std::vector<std::string>{"full", "ready"}));
+  EXPECT_EQ(mStore->GetNumStoredMessages(), 0u);
+}
+
+TEST_F(HostileMessageStore, MessageThatIsStoredAgainBehindAFailedEraseStays)
+{
+  mStore->Store(*StartTransaction("a"));
+  mConfig->GetMedium().FailAllWrites(true);
+  mStore->Clear("a");
+  EXPECT_EQ(mStore->Store(*StartTransaction("a")), EStoreResult::EAlreadyStored);
+  mConfig->GetMedium().FailAllWrites(false);
+  mStore->CheckStorageUsage();
+  EXPECT_TRUE(mStore->IsStored("a"));
+  EXPECT_EQ(mStore->GetNumStoredMessages(), 1u);
+}
+
+TEST_F(HostileMessageStore, WhileNothingCanBeErasedEachUseTriesOnce)
+{
+  for (int i = 0; i < 20; ++i) mStore->Store(*StartTransaction(std::to_string(i)));
+  mConfig->GetMedium().FailAllWrites(true);
+  for (int i = 0; i < 20; ++i) mStore->Clear(std::to_string(i));
+  const auto writes = mConfig->GetMedium().GetWriteCount();
+  mStore->CheckStorageUsage();
+  EXPECT_EQ(mConfig->GetMedium().GetWriteCount(), writes + 1);
+  EXPECT_EQ(mLog.Count("0 could not be erased from storage"), 1u);
+}
+
+TEST_F(HostileMessageStore, RecordThatCannotBeReadNorErasedIsMadeUpForAsWell)
+{
+  mConfig->Preset("list", Json::Value(Json::arrayValue));
+  Restart();
+  mConfig->GetMedium().FailWrite(1);
+  EXPECT_TRUE(ReplayedIds().empty());
+  EXPECT_EQ(mStore->GetNumStoredMessages(), 1u);
+  mStore->CheckStorageUsage();
+  EXPECT_EQ(mStore->GetNumStoredMessages(), 0u);
+  EXPECT_TRUE(mConfig->GetState().empty());
+}
+
 TEST_F(HostileMessageStore, FailedUpdateLeavesTheOldPayload)
 {
   const auto stop = StopTransaction("stop");
