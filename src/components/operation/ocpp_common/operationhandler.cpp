@@ -277,10 +277,12 @@ void COperationHandler::HaltSending(const COperation& operation)
 {
   // Comes once a second while the link is closed and a transaction message waits.
   LOG_DEBUG("Halt sending of out call operation: {}", operation->GetAction());
-  SetFor(&COperationHandler::mSendHalt, kSendHalt);
+  HaltTransactions();
   // Stale by the time the link returns, so nobody sends it again.
   if (!operation->IsResendRequiredOp() && !IsResultFiltered(*operation)) GiveUp(*operation);
 }
+
+void COperationHandler::HaltTransactions() { SetFor(&COperationHandler::mSendHalt, kSendHalt); }
 
 bool COperationHandler::HandleResendRequiredOp(const COperation& operation)
 {

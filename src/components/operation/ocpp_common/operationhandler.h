@@ -124,6 +124,9 @@ class COperationHandler : public IOperationHandler {
   void StartTimeoutCheck(uint64_t number, std::chrono::seconds timeout) EXCLUDES(mOutCallMutex);
   void HandleResponseTimeout(uint64_t number);
   void Notify() EXCLUDES(mQueueMutex);
+  void NoteForeignError(const COutCallOperationBase& operation) EXCLUDES(mQueueMutex);
+  // No transaction message goes out for a second.
+  void HaltTransactions() EXCLUDES(mQueueMutex);
   void SetFor(STimedFlag COperationHandler::*flag, std::chrono::seconds duration) EXCLUDES(mQueueMutex);
 
   // Frames that come in.
@@ -163,6 +166,8 @@ class COperationHandler : public IOperationHandler {
   uint64_t mChanges GUARDED_BY(mQueueMutex) = 0;
   // CALLERRORs for the head of the transaction queue.
   uint32_t mResendAttempts GUARDED_BY(mQueueMutex) = 0;
+  // The transaction message whose call an error with another id has ended last.
+  std::string mForeignErrorId GUARDED_BY(mQueueMutex);
   STimedFlag mResendBackoff GUARDED_BY(mQueueMutex);
   STimedFlag mSendHalt GUARDED_BY(mQueueMutex);
 

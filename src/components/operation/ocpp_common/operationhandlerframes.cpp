@@ -221,10 +221,26 @@ void COperationHandler::HandleInError(const std::string& id, const std::string& 
   if (!claim) return;
   const CSlotGuard guard(*this, claim->number);
   if (claim->operation->IsResendRequiredOp()) {
-    if (claim->operation->GetMessageId() == id) CountCallError(*claim->operation, code, name);
+    if (claim->operation->GetMessageId() == id) {
+      CountCallError(*claim->operation, code, name);
+    } else {
+      NoteForeignError(*claim->operation);
+    }
   } else if (!IsResultFiltered(*claim->operation)) {
     GiveUp(*claim->operation);
   }
+}
+
+// One may be a late answer to another call. A central system that cannot read a message answers each attempt like this.
+void COperationHandler::NoteForeignError(const COutCallOperationBase& operation)
+{
+  bool isRepeated = false;
+  {
+    CLock lock(mQueueMutex);
+    isRepeated = mForeignErrorId == operation.GetMessageId();
+    mForeignErrorId = operation.GetMessageId();
+  }
+  if (isRepeated) HaltTransactions();
 }
 
 void COperationHandler::CountCallError(COutCallOperationBase& operation, const std::string& code,

@@ -239,6 +239,26 @@ TEST_F(OperationHandlerAnswer, ErrorWithUnexpectedIdFreesTheSlotOfTheCallInFligh
   EXPECT_EQ(TakeSentIds(), (CIds{"1", "h1"}));
 }
 
+TEST_F(OperationHandlerAnswer, TransactionMessageThatIsAnsweredWithForeignErrorsGoesOutOnceASecond)
+{
+  Start();
+  Push(StartTransaction("1"));
+  Fail("-1");
+  EXPECT_EQ(TakeSentIds(), (CIds{"1", "1"})) << "one may be a late answer to another call";
+  Fail("-1");
+  mClock.AdvanceBy(1s);
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    ASSERT_EQ(TakeSentIds(), CIds{"1"});
+    Fail("-1");
+    mClock.AdvanceBy(1s - 1ns);
+    ASSERT_TRUE(TakeSentIds().empty());
+    mClock.AdvanceBy(1ns);
+  }
+  EXPECT_EQ(mHandler->GetResendAttempts(), 0u) << "only an error of its own counts";
+  Answer("1");
+  EXPECT_TRUE(mQueue->IsResendReqOpQueueEmpty());
+}
+
 TEST_F(OperationHandlerAnswer, OrdinaryOperationIsGivenUpAtAnErrorWhoeverItWasMeantFor)
 {
   Start();
