@@ -217,7 +217,11 @@ bool CSessionClientHandler::IsOver(const ipc::MMeterData& start) const
   try {
     const auto reading = meter->GetMeterData();
     if (reading.session_start_energy() > start.session_start_energy()) return true;
-    return SSessionRecord::StartOf(reading) == SSessionRecord::StartOf(start) && !reading.session_end_time().empty();
+    if (SSessionRecord::StartOf(reading) != SSessionRecord::StartOf(start)) return false;
+    // A meter may keep the end of the session before, which lies ahead of this one's start.
+    const auto startTime = ParseTimeText(reading.session_start_time());
+    const auto endTime = ParseTimeText(reading.session_end_time());
+    return startTime && endTime && *endTime >= *startTime;
   } catch (const Rpc::CommunicationException&) {
     // Whoever schedules the samples cannot reach it either, and says so.
     return false;
@@ -258,7 +262,11 @@ void CSessionClientHandler::HandleSessionStarted(const ipc::MMeterData& meterDat
         {{EOperationParameter::EConnectorId, int64_t{mConnector}}, {EOperationParameter::EMeterData, meterData}});
   }
   StoreOpenedTransaction(true);
-  if (!IsOver(meterData)) ocpp.ScheduleOcppSessionMeterValues(mConnector);
+  if (IsOver(meterData)) {
+    LOG_INFO("{}The session has ended by what the meter shows, no MeterValue is scheduled", mLogPrefix);
+  } else {
+    ocpp.ScheduleOcppSessionMeterValues(mConnector);
+  }
   if (auto* smartCharging = mSystemAccess.GetSmartChargingComponent()) smartCharging->OnTransactionStart();
 }
 

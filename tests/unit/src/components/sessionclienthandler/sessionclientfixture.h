@@ -69,9 +69,47 @@ class CSessionClientTest : public testing::Test {
     data.set_energy_register(registerMilliWh);
     return data;
   }
+  static ipc::MMeterData Start(const std::string& time, int64_t registerMilliWh)
+  {
+    auto data = Reading(registerMilliWh);
+    data.set_session_start_time(time);
+    data.set_session_start_energy(registerMilliWh);
+    return data;
+  }
+  static ipc::MMeterData End(ipc::MMeterData data, const std::string& time, int64_t registerMilliWh)
+  {
+    data.set_energy_register(registerMilliWh);
+    data.set_session_end_time(time);
+    data.set_session_end_energy(registerMilliWh);
+    return data;
+  }
+  // Every StartTransaction gets a key of its own and is stored.
+  void BeginSessions()
+  {
+    mHandler->Init();
+    mOcpp->onPush = [this](const CFakeOcpp::SPush& push) {
+      if (push.operation != EOutOpType::EStartTransaction) return;
+      const auto key = fmt::format("start{}", ++mKeys);
+      mHandler->BeginTransaction(key);
+      mStorage->Store(*FakeOutCalls::StartTransaction(key));
+    };
+  }
+  std::vector<EOutOpType> Pushed() const
+  {
+    std::vector<EOutOpType> operations;
+    for (const auto& push : mOcpp->pushes) operations.push_back(push.operation);
+    return operations;
+  }
   CCalls TakeCalls() { return std::exchange(mOcpp->calls, {}); }
   bool IsOpened() const { return mData->GetBool("OpenedTransaction", false); }
 
+  static constexpr auto kStart = EOutOpType::EStartTransaction;
+  static constexpr auto kStop = EOutOpType::EStopTransaction;
+  const ipc::MMeterData mFirst = Start("2026-01-15T10:00:00Z", 5000000);
+  const ipc::MMeterData mFirstEnd = End(mFirst, "2026-01-15T10:30:00Z", 9000000);
+  const ipc::MMeterData mSecond = Start("2026-01-15T10:31:00Z", 9000000);
+  const ipc::MMeterData mSecondEnd = End(mSecond, "2026-01-15T10:45:00Z", 9500000);
+  int mKeys = 0;
   CLogCapture mLog;
   std::shared_ptr<CFakeSessionManager> mSessionManager = std::make_shared<CFakeSessionManager>();
   std::shared_ptr<CFakeOcpp> mOcpp = std::make_shared<CFakeOcpp>();

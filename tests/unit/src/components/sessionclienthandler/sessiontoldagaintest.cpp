@@ -36,31 +36,6 @@ class SessionToldAgain : public CSessionClientTest {
     mAccess.RegisterHandle(std::shared_ptr<ISampledValuesHandler>(meter), 1);
     return meter;
   }
-  static ipc::MMeterData Start(const std::string& time, int64_t registerMilliWh)
-  {
-    auto data = Reading(registerMilliWh);
-    data.set_session_start_time(time);
-    data.set_session_start_energy(registerMilliWh);
-    return data;
-  }
-  static ipc::MMeterData End(ipc::MMeterData data, const std::string& time, int64_t registerMilliWh)
-  {
-    data.set_energy_register(registerMilliWh);
-    data.set_session_end_time(time);
-    data.set_session_end_energy(registerMilliWh);
-    return data;
-  }
-  // Every StartTransaction gets a key of its own and is stored.
-  void BeginSessions()
-  {
-    mHandler->Init();
-    mOcpp->onPush = [this](const CFakeOcpp::SPush& push) {
-      if (push.operation != EOutOpType::EStartTransaction) return;
-      const auto key = fmt::format("start{}", ++mKeys);
-      mHandler->BeginTransaction(key);
-      mStorage->Store(*FakeOutCalls::StartTransaction(key));
-    };
-  }
   // Takes the connector's data back to what they were while the last StopTransaction was pushed.
   void StopAndDieWhilePushing(const ipc::MMeterData& end)
   {
@@ -70,20 +45,6 @@ class SessionToldAgain : public CSessionClientTest {
     for (const auto& [key, value] : atStop) mData->Preset(key, value);
     BeginSessions();
   }
-  std::vector<EOutOpType> Pushed() const
-  {
-    std::vector<EOutOpType> operations;
-    for (const auto& push : mOcpp->pushes) operations.push_back(push.operation);
-    return operations;
-  }
-
-  static constexpr auto kStart = EOutOpType::EStartTransaction;
-  static constexpr auto kStop = EOutOpType::EStopTransaction;
-  const ipc::MMeterData mFirst = Start("2026-01-15T10:00:00Z", 5000000);
-  const ipc::MMeterData mFirstEnd = End(mFirst, "2026-01-15T10:30:00Z", 9000000);
-  const ipc::MMeterData mSecond = Start("2026-01-15T10:31:00Z", 9000000);
-  const ipc::MMeterData mSecondEnd = End(mSecond, "2026-01-15T10:45:00Z", 9500000);
-  int mKeys = 0;
 };
 
 }  // namespace
@@ -229,6 +190,7 @@ TEST_F(SessionToldAgain, SessionToldOfAfterItsEndIsNotSampled)
   BeginSessions();
   mHandler->HandleSessionStarted(mFirst);
   EXPECT_EQ(TakeCalls(), (CCalls{"StartTransaction", "OnTransactionStart"}));
+  EXPECT_EQ(mLog.Count("[1] The session has ended by what the meter shows, no MeterValue is scheduled"), 1U);
 }
 
 TEST_F(SessionToldAgain, SessionToldOfWhenTheNextOneRunsIsNotSampled)
@@ -250,6 +212,22 @@ TEST_F(SessionToldAgain, SessionThatRunsIsSampled)
 TEST_F(SessionToldAgain, MeterThatStillShowsTheSessionBeforeDoesNotKeepTheSamplesAway)
 {
   Show(mFirstEnd);
+  BeginSessions();
+  mHandler->HandleSessionStarted(mSecond);
+  EXPECT_EQ(TakeCalls(), (CCalls{"StartTransaction", "ScheduleOcppSessionMeterValues", "OnTransactionStart"}));
+}
+
+TEST_F(SessionToldAgain, MeterThatKeepsTheEndOfTheSessionBeforeDoesNotKeepTheSamplesAway)
+{
+  Show(End(mSecond, mFirstEnd.session_end_time(), mFirstEnd.session_end_energy()));
+  BeginSessions();
+  mHandler->HandleSessionStarted(mSecond);
+  EXPECT_EQ(TakeCalls(), (CCalls{"StartTransaction", "ScheduleOcppSessionMeterValues", "OnTransactionStart"}));
+}
+
+TEST_F(SessionToldAgain, EndThatIsNoTimeDoesNotKeepTheSamplesAway)
+{
+  Show(End(mSecond, "soon", 9500000));
   BeginSessions();
   mHandler->HandleSessionStarted(mSecond);
   EXPECT_EQ(TakeCalls(), (CCalls{"StartTransaction", "ScheduleOcppSessionMeterValues", "OnTransactionStart"}));
