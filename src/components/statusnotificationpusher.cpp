@@ -50,9 +50,9 @@ void CStatusNotificationPusher::Push(uint32_t connectorSelector, const IOcpp::CB
     waiting.ids.insert(ids.begin(), ids.end());
     waiting.newcomers.insert(backofficeIds.begin(), backofficeIds.end());
   }
-  backoffice->GetStatusTimer().Replace(
-      mWorker->AddCall([this, timerOwner] { HandlePush(timerOwner); },
-                       mWorker->GetClock().SteadyNow() + BoundedWait(duration), std::chrono::nanoseconds(0)));
+  backoffice->GetStatusTimer().Replace(mWorker->AddCall([this, timerOwner] { HandlePush(timerOwner); },
+                                                        mWorker->GetClock().SteadyNow() + BoundedWait(duration),
+                                                        std::chrono::nanoseconds(0)));
 }
 
 std::optional<CStatusNotificationPusher::SPush> CStatusNotificationPusher::TakeWaiting(EBackofficeId timerOwner)
@@ -65,10 +65,13 @@ std::optional<CStatusNotificationPusher::SPush> CStatusNotificationPusher::TakeW
   return push;
 }
 
-bool CStatusNotificationPusher::IsWaiting(EBackofficeId id)
+bool CStatusNotificationPusher::IsUnderWay(EBackofficeId id, uint32_t connector, int32_t state)
 {
   CLock lock(mMutex);
-  return std::any_of(mWaiting.begin(), mWaiting.end(), [id](const auto& push) { return push.second.ids.count(id) > 0; });
+  const auto pushed = mLastPushed.find({id, connector});
+  if (pushed != mLastPushed.end() && pushed->second == state) return true;
+  return std::any_of(mWaiting.begin(), mWaiting.end(),
+                     [id](const auto& push) { return push.second.ids.count(id) > 0; });
 }
 
 void CStatusNotificationPusher::HandlePush(EBackofficeId timerOwner)
@@ -106,11 +109,12 @@ void CStatusNotificationPusher::CheckConfirmedStatus(EBackofficeId id, uint32_t 
 {
   const auto leading = mOcpp.GetLeadingBackoffice();
   const auto session = mSystemAccess.GetSessionManager(kConnector);
-  if (session == nullptr || (leading && leading->IsFatalSent()) || IsWaiting(id)) return;
+  if (session == nullptr || (leading && leading->IsFatalSent())) return;
   int32_t state = session->GetConnectorState();
   if (connector == kStation) state = GetSystemSessionState(state);
   if (state == 0) state = ipc::EConnectorStateFaulted;
-  if (state != confirmed && session->IsReportable(state)) Push(connector == kStation ? kStationOnly : connector, {id});
+  if (state == confirmed || !session->IsReportable(state) || IsUnderWay(id, connector, state)) return;
+  Push(connector == kStation ? kStationOnly : connector, {id});
 }
 
 void CStatusNotificationPusher::TryPush(const COperationParameters& parameters,
@@ -128,7 +132,12 @@ void CStatusNotificationPusher::TryPush(const COperationParameters& parameters,
       differing.insert(id);
     }
   }
-  if (!differing.empty()) mOcpp.PushOutCall(EOutOpType::EStatusNotification, differing, false, parameters);
+  if (differing.empty()) return;
+  {
+    CLock lock(mMutex);
+    for (const auto id : differing) mLastPushed[{id, connector}] = state;
+  }
+  mOcpp.PushOutCall(EOutOpType::EStatusNotification, differing, false, parameters);
 }
 
 std::vector<COperationParameters> CStatusNotificationPusher::GetParamsList(uint32_t connectorSelector)

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "platform/clock/mutex.h"
@@ -15,8 +16,8 @@ class ISystemAccessInterface;
 // Decides when a StatusNotification is sent: debounced by "MinimumStatusDuration", suppressed towards a backoffice that
 // has confirmed the same, and overruled for good by a fatal error of the board. Connector 0 stands for the station.
 //
-// A push for named backoffices is one for newcomers: they have (again) come online or accepted the station, and are told
-// whatever they have not confirmed. The others hear of connector 0 only when its state has changed.
+// A push for named backoffices is one for newcomers: they have (again) come online or accepted the station, and are
+// told whatever they have not confirmed. The others hear of connector 0 only when its state has changed.
 class CStatusNotificationPusher {
  public:
   // `worker` runs the debounced pushes.
@@ -40,8 +41,8 @@ class CStatusNotificationPusher {
 
   void HandlePush(EBackofficeId timerOwner) EXCLUDES(mMutex);
   std::optional<SPush> TakeWaiting(EBackofficeId timerOwner) EXCLUDES(mMutex);
-  // A push to that backoffice will compare.
-  bool IsWaiting(EBackofficeId id) EXCLUDES(mMutex);
+  // That state is what the backoffice was sent last, or a push waits that will compare.
+  bool IsUnderWay(EBackofficeId id, uint32_t connector, int32_t state) EXCLUDES(mMutex);
   void RepeatFatal(EBackofficeId timerOwner);
   void HandleFatalErrorPush(EBackofficeId id);
   void TryPush(const COperationParameters& parameters, const IOcpp::CBackofficeIds& backofficeIds);
@@ -59,5 +60,6 @@ class CStatusNotificationPusher {
 
   // A leaf.
   CMutex mMutex;
-  std::map<EBackofficeId, SPush> mWaiting GUARDED_BY(mMutex);
+  std::map<EBackofficeId, SPush> mWaiting GUARDED_BY(mMutex);  // by the owner of the timer
+  std::map<std::pair<EBackofficeId, uint32_t>, int32_t> mLastPushed GUARDED_BY(mMutex);
 };

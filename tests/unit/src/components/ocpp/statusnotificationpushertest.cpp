@@ -232,6 +232,19 @@ TEST_F(CStatusNotificationPusherTest, StateThatChangedBackBeforeItWasConfirmedIs
   EXPECT_EQ(TakeStatuses(*primary), CTexts{"1:1"});
 }
 
+TEST_F(CStatusNotificationPusherTest, ConfirmationOfAFormerStatePushesNothingWhileThePresentOneIsUnderWay)
+{
+  const auto primary = AddAccepted(kPrimary);
+  mSession->state = 4;
+  mOcpp->PushStatusNotification(1, {});
+  mClock.AdvanceBy(2s);
+  primary->TakeOperations();
+  primary->SetConfirmedStatus(1, 1);
+  mOcpp->CheckConfirmedStatus(kPrimary, 1, 1);
+  mClock.AdvanceBy(10s);
+  EXPECT_TRUE(primary->TakeOperations().empty());
+}
+
 TEST_F(CStatusNotificationPusherTest, ConfirmationOfThePresentStatePushesNothing)
 {
   const auto primary = AddAccepted(kPrimary);
