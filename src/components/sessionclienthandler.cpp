@@ -141,7 +141,7 @@ void CSessionClientHandler::Init()
   if (session && session->hasEnded) {
     LOG_INFO("{}The process ended while its session was being stopped", mLogPrefix);
     if (IsStopOnItsWay(*session)) {
-      session->ended.push_back({session->start, false});
+      session->Remember({session->start, false});
       session->key.clear();
       session->hasEnded = false;
       StoreSessionEnd(*session);
@@ -157,6 +157,7 @@ void CSessionClientHandler::Init()
   }
   mHasOpenTransaction = hasOpenTransaction;
   if (session) mFormerlyEnded = session->ended;
+  mHasHeardOfStart = false;
 }
 
 // True when the StartTransaction of that id is stored, or was answered or given up.
@@ -171,15 +172,14 @@ bool CSessionClientHandler::IsStartOnItsWay(const std::string& key) const
 // True when the StopTransaction of the session is stored, or was answered.
 bool CSessionClientHandler::IsStopOnItsWay(const SSessionRecord& session) const
 {
+  // That there is no id any more would not tell: a start that was given up has none either.
+  if (!session.key.empty() && ReadTransactionKey(kClosed) == session.key) return true;
   auto* storage = mSystemAccess.GetPersistentMessageStorage();
   if (session.end.empty() || storage == nullptr) return false;
   const auto messages = storage->GetStoredMessages();
-  const bool isStored = std::any_of(messages.begin(), messages.end(), [&](const SMessage& message) {
+  return std::any_of(messages.begin(), messages.end(), [&](const SMessage& message) {
     return message.type == EOutOpType::EStopTransaction && SSessionRecord::EndOf(message.payload) == session.end;
   });
-  if (isStored) return true;
-  // That there is no id any more would not tell: a start that was given up has none either.
-  return !session.key.empty() && ReadTransactionKey(kClosed) == session.key;
 }
 
 // True for a session whose end was reported, by this life of the process or by an earlier one. The session manager
@@ -207,6 +207,22 @@ bool CSessionClientHandler::IsRunning(const std::string& start) const
   const auto session = ReadSession();
   if (start.empty() || !session || session->start != start) return false;
   return session->hasEnded || mSystemAccess.GetSeccPersistentData(mConnector)->GetBool(kOpenedTransaction, false);
+}
+
+// A reading that does not say where its session began is that of the running one, unless none runs or the same stop was
+// made before.
+bool CSessionClientHandler::IsEndToldAgain(const ipc::MMeterData& end) const
+{
+  const std::string start = SSessionRecord::StartOf(end);
+  if (!start.empty()) return IsReported(start) || (!IsRunning(start) && HasEnded(start));
+  const auto session = ReadSession();
+  if (!session || session->hasEnded) return false;
+  const bool isOpened = mSystemAccess.GetSeccPersistentData(mConnector)->GetBool(kOpenedTransaction, false);
+  if (session->key.empty() && !isOpened) return true;
+  if (session->stop != SSessionRecord::StopOf(end)) return false;
+  // What does not say when it ended may have been measured twice, by a meter that stands still. It is taken for the
+  // same only while what is told may belong to a former life of the process.
+  return !session->stop.empty() && (!mHasHeardOfStart || !SSessionRecord::EndOf(end).empty());
 }
 
 // A session whose start is told late, as after a kill, may have ended, and then the meter shows nothing of it any more.
@@ -253,7 +269,9 @@ void CSessionClientHandler::HandleSessionStarted(const ipc::MMeterData& meterDat
     return;
   }
   // A session that survived a restart of the process has its transaction already.
-  if (!mHasOpenTransaction && !IsRunning(start)) {
+  mHasHeardOfStart = true;
+  const bool isNew = !mHasOpenTransaction && !IsRunning(start);
+  if (isNew) {
     mStart = start;
     // The operation enters its key as soon as there is one; a session whose start reaches no backoffice has none.
     if (!GetTransactionKey().empty()) BeginTransaction("");
@@ -261,7 +279,11 @@ void CSessionClientHandler::HandleSessionStarted(const ipc::MMeterData& meterDat
         EOutOpType::EStartTransaction, ocpp.GetAllUsedBackofficeIds(), false,
         {{EOperationParameter::EConnectorId, int64_t{mConnector}}, {EOperationParameter::EMeterData, meterData}});
   }
-  StoreOpenedTransaction(true);
+  if (isNew) {
+    StoreSessionStart();
+  } else {
+    StoreOpenedTransaction(true);
+  }
   if (IsOver(meterData)) {
     LOG_INFO("{}The session has ended by what the meter shows, no MeterValue is scheduled", mLogPrefix);
   } else {
@@ -274,8 +296,7 @@ void CSessionClientHandler::HandleSessionStopped(const ipc::MMeterData& meterDat
 {
   LOG_ENTRY("CSessionClientHandler");
   auto& ocpp = *mSystemAccess.GetOcpp();
-  const std::string start = SSessionRecord::StartOf(meterData);
-  if (IsReported(start) || (!IsRunning(start) && HasEnded(start))) {
+  if (IsEndToldAgain(meterData)) {
     LOG_INFO("{}The end of a session was told again, ignoring it", mLogPrefix);
     return;
   }
@@ -284,6 +305,7 @@ void CSessionClientHandler::HandleSessionStopped(const ipc::MMeterData& meterDat
   session.key = GetTransactionKey();
   session.hasEnded = true;
   session.end = SSessionRecord::EndOf(meterData);
+  session.stop = SSessionRecord::StopOf(meterData);
   StoreSession(session);
   ocpp.PushOutCall(EOutOpType::EStopTransaction, ocpp.GetAllUsedBackofficeIds(), true,
                    {{EOperationParameter::EConnectorId, int64_t{mConnector}},
@@ -310,6 +332,15 @@ std::optional<SSessionRecord> CSessionClientHandler::ReadSession() const
 void CSessionClientHandler::StoreSession(const SSessionRecord& session) const
 {
   mSystemAccess.GetSeccPersistentData(mConnector)->SetJson(kSession, session.ToJson());
+}
+
+// Also of a session that has no key, which nobody began.
+void CSessionClientHandler::StoreSessionStart() const
+{
+  auto session = ReadSession().value_or(SSessionRecord());
+  session.Begin(session.key, mStart);
+  mSystemAccess.GetSeccPersistentData(mConnector)
+      ->Apply({}, {{kOpenedTransaction, Json::Value(true)}, {kSession, session.ToJson()}});
 }
 
 void CSessionClientHandler::StoreSessionEnd(const SSessionRecord& session) const
@@ -376,10 +407,7 @@ void CSessionClientHandler::BeginTransaction(const std::string& key)
 {
   LOG_ENTRY("CSessionClientHandler");
   auto session = ReadSession().value_or(SSessionRecord());
-  session.key = key;
-  session.hasEnded = false;
-  session.start = mStart;
-  session.end.clear();
+  session.Begin(key, mStart);
   StoreSession(session);
 }
 

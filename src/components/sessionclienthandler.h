@@ -59,6 +59,7 @@ class CSessionClientHandler : public ISessionClientHandler {
   // Empty for a connector that has never had a session.
   std::optional<SSessionRecord> ReadSession() const;
   void StoreSession(const SSessionRecord& session) const;
+  void StoreSessionStart() const;
   void StoreSessionEnd(const SSessionRecord& session) const;
   // Empty when no transaction has had that part.
   std::string ReadTransactionKey(const char* name) const;
@@ -69,6 +70,7 @@ class CSessionClientHandler : public ISessionClientHandler {
   bool IsReported(const std::string& start) const;
   bool HasEnded(const std::string& start) const;
   bool IsRunning(const std::string& start) const;
+  bool IsEndToldAgain(const ipc::MMeterData& end) const;
   bool IsOver(const ipc::MMeterData& start) const;
 
   // Constant after construction.
@@ -88,4 +90,5 @@ class CSessionClientHandler : public ISessionClientHandler {
   // Of the notification thread.
   std::vector<SSessionRecord::SEnded> mFormerlyEnded;  // sessions that former lives of the process reported
   std::string mStart;                                  // of the session whose StartTransaction is being made
+  bool mHasHeardOfStart = false;                       // since Init, of a session that had not ended
 };

@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cstdlib>
+
 #include "platform/icconfig/jsontext.h"
 #include "src/components/energyunits.h"
 
@@ -11,6 +14,7 @@ constexpr const char* kKey = "Key";
 constexpr const char* kHasEnded = "HasEnded";
 constexpr const char* kStart = "Start";
 constexpr const char* kEnd = "End";
+constexpr const char* kStop = "Stop";
 constexpr const char* kEnded = "Ended";
 constexpr const char* kHasMovedMeter = "HasMovedMeter";
 
@@ -29,6 +33,17 @@ std::string MakeIdentity(const std::string& time, int64_t energy)
   return time.empty() ? std::string() : fmt::format("{} {}", time, energy);
 }
 
+// Of what MakeIdentity gives; 0 when the text is anything else.
+int64_t EnergyOf(const std::string& identity)
+{
+  return std::strtoll(identity.c_str() + std::min(identity.find(' '), identity.size()), nullptr, 10);
+}
+
+int64_t EndRegister(const ipc::MMeterData& meterData)
+{
+  return meterData.session_end_energy() != 0 ? meterData.session_end_energy() : meterData.energy_register();
+}
+
 }  // namespace
 
 Json::Value SSessionRecord::ToJson() const
@@ -38,6 +53,7 @@ Json::Value SSessionRecord::ToJson() const
   json[kHasEnded] = hasEnded;
   json[kStart] = start;
   json[kEnd] = end;
+  json[kStop] = stop;
   json[kEnded] = Json::Value(Json::arrayValue);
   for (const auto& session : ended) {
     Json::Value entry(Json::objectValue);
@@ -56,6 +72,7 @@ SSessionRecord SSessionRecord::FromJson(const Json::Value& json)
   record.hasEnded = FlagOf(json, kHasEnded);
   record.start = TextOf(json, kStart);
   record.end = TextOf(json, kEnd);
+  record.stop = TextOf(json, kStop);
   const auto& entries = json[kEnded];
   for (Json::ArrayIndex i = 0; entries.isArray() && i < entries.size(); ++i) {
     const auto text = TextOf(entries[i], kStart);
@@ -66,13 +83,29 @@ SSessionRecord SSessionRecord::FromJson(const Json::Value& json)
 
 void SSessionRecord::Close(const ipc::MMeterData& meterData)
 {
-  const auto closed = StartOf(meterData);
-  if (!closed.empty()) {
-    ended.push_back({closed, meterData.session_end_energy() > meterData.session_start_energy()});
-    if (ended.size() > kMaxEnded) ended.erase(ended.begin());
-  }
+  auto closed = StartOf(meterData);
+  if (closed.empty()) closed = start;
+  Remember({closed, EndRegister(meterData) > EnergyOf(closed)});
   key.clear();
   hasEnded = false;
+  end.clear();
+}
+
+// A session that cannot be told from others is not remembered: every other one of that kind would be taken for it.
+void SSessionRecord::Remember(const SEnded& session)
+{
+  if (session.start.empty()) return;
+  ended.push_back(session);
+  if (ended.size() > kMaxEnded) ended.erase(ended.begin());
+}
+
+void SSessionRecord::Begin(const std::string& transactionKey, const std::string& sessionStart)
+{
+  // A stop that was never made does not tell anything.
+  if (hasEnded) stop.clear();
+  key = transactionKey;
+  hasEnded = false;
+  start = sessionStart;
   end.clear();
 }
 
@@ -86,6 +119,16 @@ std::string SSessionRecord::EndOf(const ipc::MMeterData& meterData)
 {
   if (meterData.session_end_energy() == 0) return std::string();
   return MakeIdentity(meterData.session_end_time(), meterData.session_end_energy() / kMilliWhPerWh);
+}
+
+std::string SSessionRecord::StopOf(const ipc::MMeterData& meterData)
+{
+  auto end = EndOf(meterData);
+  if (!end.empty() || !meterData.has_energy_register()) return end;
+  const auto& data = meterData;
+  return fmt::format("{} {} {} {} {} {} {}", data.session_end_time(), data.session_end_energy(), data.energy_register(),
+                     fmt::join(data.voltage(), ","), fmt::join(data.current(), ","), fmt::join(data.power(), ","),
+                     data.frequency());
 }
 
 std::string SSessionRecord::EndOf(const std::string& stopTransaction)

@@ -252,6 +252,109 @@ TEST_F(SessionToldAgain, ReadingWithoutStartIsNeverTakenForAnEarlierSession)
   EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart, kStop}));
 }
 
+TEST_F(SessionToldAgain, StopWithoutStartIsThatOfTheRunningSessionAndKnownWhenToldAgain)
+{
+  const auto end = Reading(9000000);
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(end, 4);
+  mHandler->HandleSessionStopped(end, 4);
+  Restart();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(end, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop}));
+}
+
+TEST_F(SessionToldAgain, StopWithoutStartToldAgainAfterARestartLeavesTheNextSessionAlone)
+{
+  const auto end = Reading(9000000);
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(end, 4);
+  mHandler->HandleSessionStarted(mSecond);
+  Restart();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(end, 4);
+  mHandler->HandleSessionStarted(mSecond);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart}));
+  EXPECT_EQ(mHandler->GetTransactionKey(), "start2");
+  mHandler->HandleSessionStopped(mSecondEnd, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart, kStop}));
+}
+
+TEST_F(SessionToldAgain, StopThatSaysOnlyItsEndIsKnownByItWhileTheNextSessionRuns)
+{
+  const auto end = End({}, "2026-01-15T10:30:00Z", 9000000);
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(end, 4);
+  mHandler->HandleSessionStarted(mSecond);
+  mHandler->HandleSessionStopped(end, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart}));
+  mHandler->HandleSessionStopped(End({}, "2026-01-15T10:45:00Z", 9000000), 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart, kStop}));
+}
+
+TEST_F(SessionToldAgain, EverySessionOfAMeterThatIsAwayIsStopped)
+{
+  BeginSessions();
+  for (const auto& end : {ipc::MMeterData(), Reading(5)}) {
+    mOcpp->pushes.clear();
+    for (int i = 0; i < 2; ++i) {
+      mHandler->HandleSessionStarted(ipc::MMeterData());
+      mHandler->HandleSessionStopped(end, 4);
+    }
+    EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart, kStop}));
+  }
+  mHandler->HandleSessionStarted(ipc::MMeterData());
+  Restart();
+  mHandler->HandleSessionStopped(ipc::MMeterData(), 4);
+  EXPECT_EQ(mOcpp->pushes.size(), 6U);
+}
+
+TEST_F(SessionToldAgain, SessionWithoutStartThatAKilledProcessStoppedIsNotTakenForTheNextOne)
+{
+  const auto end = End({}, "2026-01-15T10:30:00Z", 9000000);
+  BeginSessions();
+  mHandler->HandleSessionStarted(Reading(5000000));
+  StopAndDieWhilePushing(end);
+  mStorage->Preset({"stop1", kStop, R"({"meterStop":9000,"timestamp":"2026-01-15T10:30:00Z","transactionId":-1})"});
+  BeginSessions();
+  mHandler->HandleSessionStopped(end, 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop}));
+  mHandler->HandleSessionStarted(Reading(9000000));
+  mHandler->HandleSessionStopped(Reading(9500000), 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart, kStop}));
+}
+
+TEST_F(SessionToldAgain, StopWithoutStartThatAKilledProcessDidNotStoreIsReported)
+{
+  BeginSessions();
+  mOcpp->onPush = {};  // no backoffice takes the start
+  mHandler->HandleSessionStarted(mFirst);
+  StopAndDieWhilePushing(Reading(9000000));
+  Restart();
+  mHandler->HandleSessionStopped(Reading(9000000), 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStop}));
+}
+
+TEST_F(SessionToldAgain, SessionThatReachesNoBackofficeIsNotTakenForTheOneBeforeIt)
+{
+  BeginSessions();
+  mHandler->HandleSessionStarted(mFirst);
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  mOcpp->onPush = {};
+  mHandler->HandleSessionStarted(mSecond);
+  Restart();
+  mHandler->HandleSessionStopped(mFirstEnd, 4);
+  mHandler->HandleSessionStarted(mSecond);
+  mHandler->HandleSessionStopped(Reading(9500000), 4);
+  Restart();
+  mHandler->HandleSessionStarted(mSecond);
+  mHandler->HandleSessionStopped(Reading(9500000), 4);
+  EXPECT_EQ(Pushed(), (std::vector{kStart, kStop, kStart, kStop}));
+}
+
 TEST_F(SessionToldAgain, OnlyTheLatestSessionsAreRemembered)
 {
   SSessionRecord record;
