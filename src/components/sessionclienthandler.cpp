@@ -209,6 +209,13 @@ bool CSessionClientHandler::IsRunning(const std::string& start) const
   return session->hasEnded || mSystemAccess.GetSeccPersistentData(mConnector)->GetBool(kOpenedTransaction, false);
 }
 
+bool CSessionClientHandler::IsOtherOpen(const std::string& start) const
+{
+  const auto session = ReadSession();
+  if (start.empty() || !session || session->start.empty() || session->start == start) return false;
+  return IsRunning(session->start);
+}
+
 // A reading that does not say where its session began is that of the running one, unless none runs or the same stop was
 // made before.
 bool CSessionClientHandler::IsEndToldAgain(const ipc::MMeterData& end) const
@@ -264,10 +271,11 @@ void CSessionClientHandler::HandleSessionStarted(const ipc::MMeterData& meterDat
   LOG_ENTRY("CSessionClientHandler");
   auto& ocpp = *mSystemAccess.GetOcpp();
   const std::string start = SSessionRecord::StartOf(meterData);
-  if (IsReported(start)) {
+  if (IsReported(start) || (IsOtherOpen(start) && HasEnded(start))) {
     LOG_INFO("{}The start of a session that has ended was told again, ignoring it", mLogPrefix);
     return;
   }
+  if (IsOtherOpen(start)) CloseLost(meterData);
   // A session that survived a restart of the process has its transaction already.
   mHasHeardOfStart = true;
   const bool isNew = !mHasOpenTransaction && !IsRunning(start);
@@ -295,11 +303,30 @@ void CSessionClientHandler::HandleSessionStarted(const ipc::MMeterData& meterDat
 void CSessionClientHandler::HandleSessionStopped(const ipc::MMeterData& meterData, uint32_t reason)
 {
   LOG_ENTRY("CSessionClientHandler");
-  auto& ocpp = *mSystemAccess.GetOcpp();
   if (IsEndToldAgain(meterData)) {
     LOG_INFO("{}The end of a session was told again, ignoring it", mLogPrefix);
     return;
   }
+  PushStop(meterData, reason);
+}
+
+// Energy of the next session must not be booked on the transaction of one whose end is not told any more.
+void CSessionClientHandler::CloseLost(const ipc::MMeterData& next)
+{
+  const auto session = ReadSession().value_or(SSessionRecord());
+  LOG_ERROR(
+      "{}The end of the session that began with '{}' was never told, closing it with what the meter shows at the start "
+      "of the next one",
+      mLogPrefix, session.start);
+  // The session manager knows the tag of the next session alone.
+  mWithoutTag = std::this_thread::get_id();
+  PushStop(session.EndBefore(next), static_cast<uint32_t>(ipc::EStopSessionReasonOther));
+  mWithoutTag = std::thread::id();
+}
+
+void CSessionClientHandler::PushStop(const ipc::MMeterData& meterData, uint32_t reason)
+{
+  auto& ocpp = *mSystemAccess.GetOcpp();
   ocpp.CancelOcppSessionMeterValues(mConnector);
   auto session = ReadSession().value_or(SSessionRecord());
   session.key = GetTransactionKey();
@@ -441,6 +468,7 @@ int64_t CSessionClientHandler::GetTransactionIdOf(const std::string& key)
 std::string CSessionClientHandler::GetSessionIdTag()
 {
   LOG_ENTRY("CSessionClientHandler");
+  if (mWithoutTag == std::this_thread::get_id()) return {};
   std::string idTag;
   Reach([&] { idTag = mSessionManager->GetConnectorInfo(mConnector).id_tag(); });
   return idTag;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/iipc/isessionmanager.h"
@@ -70,6 +71,10 @@ class CSessionClientHandler : public ISessionClientHandler {
   bool IsReported(const std::string& start) const;
   bool HasEnded(const std::string& start) const;
   bool IsRunning(const std::string& start) const;
+  // True when a session is open that is certainly not the one of that start.
+  bool IsOtherOpen(const std::string& start) const;
+  void CloseLost(const ipc::MMeterData& next);
+  void PushStop(const ipc::MMeterData& meterData, uint32_t reason);
   bool IsEndToldAgain(const ipc::MMeterData& end) const;
   bool IsOver(const ipc::MMeterData& start) const;
 
@@ -86,6 +91,9 @@ class CSessionClientHandler : public ISessionClientHandler {
   // True across a restart of the process during a session, until that session stops. Written by Init and on the
   // notification thread.
   std::atomic<bool> mHasOpenTransaction{false};
+
+  // The thread that makes a stop which nobody's tag is known of.
+  std::atomic<std::thread::id> mWithoutTag{std::thread::id()};
 
   // Of the notification thread.
   std::vector<SSessionRecord::SEnded> mFormerlyEnded;  // sessions that former lives of the process reported

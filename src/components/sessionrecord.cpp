@@ -109,6 +109,20 @@ void SSessionRecord::Begin(const std::string& transactionKey, const std::string&
   end.clear();
 }
 
+ipc::MMeterData SSessionRecord::EndBefore(const ipc::MMeterData& next) const
+{
+  const int64_t startEnergy = EnergyOf(start);
+  // A meter that was replaced shows less.
+  const int64_t endEnergy = std::max(startEnergy, next.session_start_energy());
+  ipc::MMeterData reading;
+  reading.set_energy_register(endEnergy);
+  reading.set_session_start_time(start.substr(0, start.find(' ')));
+  reading.set_session_start_energy(startEnergy);
+  reading.set_session_end_time(next.session_start_time());
+  reading.set_session_end_energy(endEnergy);
+  return reading;
+}
+
 std::string SSessionRecord::StartOf(const ipc::MMeterData& meterData)
 {
   if (!meterData.has_session_start_energy()) return std::string();

@@ -36,6 +36,9 @@ struct SSessionRecord {
   void Close(const ipc::MMeterData& meterData);
   void Remember(const SEnded& session);
 
+  // The end of the session that started last, when nobody tells it, by the reading at the start of the next one.
+  ipc::MMeterData EndBefore(const ipc::MMeterData& next) const;
+
   // What tells a session from all others: time and register at its start. Empty when the reading does not say.
   static std::string StartOf(const ipc::MMeterData& meterData);
   // Time and register in Wh at the end of a session, as its StopTransaction carries them. Empty when the reading does
