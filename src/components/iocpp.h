@@ -52,9 +52,6 @@ class IOcpp {
   // `connectorSelector` below 2 means connector 1 and connector 0, otherwise connector 0 alone. No ids means all; those
   // that are named are told of all that they have not confirmed.
   virtual void PushStatusNotification(uint32_t connectorSelector, const CBackofficeIds& backofficeIds) = 0;
-  // Pushes again when the connector is no longer in the state that the backoffice has just confirmed: the push of its
-  // way back came before that and found nothing to tell.
-  virtual void CheckConfirmedStatus(EBackofficeId id, uint32_t connector, int32_t confirmed) = 0;
   virtual void PushFatalStatusNotification() = 0;
   virtual void PushSecurityEventNotification(const ipc::MDiagnosticsSignal& signal) = 0;
   virtual std::vector<COperationParameters> GetStatusNotificationParamsList(uint32_t connectorSelector) = 0;

@@ -272,12 +272,6 @@ void COcpp::PushStatusNotification(uint32_t connectorSelector, const CBackoffice
   mStatusNotificationPusher.Push(connectorSelector, backofficeIds);
 }
 
-void COcpp::CheckConfirmedStatus(EBackofficeId id, uint32_t connector, int32_t confirmed)
-{
-  LOG_ENTRY("COcpp");
-  mStatusNotificationPusher.CheckConfirmedStatus(id, connector, confirmed);
-}
-
 void COcpp::PushFatalStatusNotification()
 {
   LOG_ENTRY("COcpp");

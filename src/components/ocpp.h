@@ -48,7 +48,6 @@ class COcpp : public IOcpp {
   void SetOperationBlockingDuration(std::chrono::seconds duration, EBackofficeId id) override;
   void LoadPersistedMessages() override;
   void PushStatusNotification(uint32_t connectorSelector, const CBackofficeIds& backofficeIds) override;
-  void CheckConfirmedStatus(EBackofficeId id, uint32_t connector, int32_t confirmed) override;
   void PushFatalStatusNotification() override;
   void PushSecurityEventNotification(const ipc::MDiagnosticsSignal& signal) override;
   std::vector<COperationParameters> GetStatusNotificationParamsList(uint32_t connectorSelector) override;

@@ -65,15 +65,6 @@ std::optional<CStatusNotificationPusher::SPush> CStatusNotificationPusher::TakeW
   return push;
 }
 
-bool CStatusNotificationPusher::IsUnderWay(EBackofficeId id, uint32_t connector, int32_t state)
-{
-  CLock lock(mMutex);
-  const auto pushed = mLastPushed.find({id, connector});
-  if (pushed != mLastPushed.end() && pushed->second == state) return true;
-  return std::any_of(mWaiting.begin(), mWaiting.end(),
-                     [id](const auto& push) { return push.second.ids.count(id) > 0; });
-}
-
 void CStatusNotificationPusher::HandlePush(EBackofficeId timerOwner)
 {
   const auto leading = mOcpp.GetLeadingBackoffice();
@@ -105,18 +96,6 @@ void CStatusNotificationPusher::RepeatFatal(EBackofficeId timerOwner)
   if (push && !mFatal.empty()) TryPush(mFatal, push->newcomers);
 }
 
-void CStatusNotificationPusher::CheckConfirmedStatus(EBackofficeId id, uint32_t connector, int32_t confirmed)
-{
-  const auto leading = mOcpp.GetLeadingBackoffice();
-  const auto session = mSystemAccess.GetSessionManager(kConnector);
-  if (session == nullptr || (leading && leading->IsFatalSent())) return;
-  int32_t state = session->GetConnectorState();
-  if (connector == kStation) state = GetSystemSessionState(state);
-  if (state == 0) state = ipc::EConnectorStateFaulted;
-  if (state == confirmed || !session->IsReportable(state) || IsUnderWay(id, connector, state)) return;
-  Push(connector == kStation ? kStationOnly : connector, {id});
-}
-
 void CStatusNotificationPusher::TryPush(const COperationParameters& parameters,
                                         const IOcpp::CBackofficeIds& backofficeIds)
 {
@@ -124,20 +103,19 @@ void CStatusNotificationPusher::TryPush(const COperationParameters& parameters,
   const auto state = static_cast<int32_t>(*GetIntParameter(parameters, EOperationParameter::EConnectorState));
   const auto errors =
       GetParameter<std::vector<int32_t>>(parameters, EOperationParameter::EErrorList).value_or(std::vector<int32_t>());
+  const SStatus status{state, errors};
   IOcpp::CBackofficeIds differing;
   for (const auto id : backofficeIds) {
     const auto backoffice = mOcpp.GetBackoffice(id);
     if (!backoffice) continue;
-    if (backoffice->GetConfirmedStatus(connector) != state || backoffice->GetConfirmedErrors(connector) != errors) {
-      differing.insert(id);
-    }
+    const SStatus confirmed{backoffice->GetConfirmedStatus(connector), backoffice->GetConfirmedErrors(connector)};
+    // What was pushed since may be on its way still and be confirmed later.
+    const auto pushed = mLastPushed.try_emplace({id, connector}, confirmed).first;
+    if (confirmed == status && pushed->second == status) continue;
+    pushed->second = status;
+    differing.insert(id);
   }
-  if (differing.empty()) return;
-  {
-    CLock lock(mMutex);
-    for (const auto id : differing) mLastPushed[{id, connector}] = state;
-  }
-  mOcpp.PushOutCall(EOutOpType::EStatusNotification, differing, false, parameters);
+  if (!differing.empty()) mOcpp.PushOutCall(EOutOpType::EStatusNotification, differing, false, parameters);
 }
 
 std::vector<COperationParameters> CStatusNotificationPusher::GetParamsList(uint32_t connectorSelector)
@@ -225,16 +203,16 @@ void CStatusNotificationPusher::HandleFatalErrorPush(EBackofficeId id)
   }
   const auto warnings = diagnostics->GetActiveWarnings(kStation);
   errors.insert(errors.end(), warnings.begin(), warnings.end());
+  const auto ids = mOcpp.GetAllUsedBackofficeIds();
   const COperationParameters parameters{{EOperationParameter::EConnectorId, int64_t{kStation}},
                                         {EOperationParameter::EConnectorState, int64_t{ipc::EConnectorStateFaulted}},
-                                        {EOperationParameter::EErrorList, std::move(errors)}};
-  const auto result =
-      mOcpp.PushOutCall(EOutOpType::EStatusNotification, mOcpp.GetAllUsedBackofficeIds(), false, parameters);
-  if (result != EPushResult::EQueued) {
+                                        {EOperationParameter::EErrorList, errors}};
+  if (mOcpp.PushOutCall(EOutOpType::EStatusNotification, ids, false, parameters) != EPushResult::EQueued) {
     LOG_INFO("Fatal error could not be queued, rescheduling push");
     ScheduleFatal(*backoffice);
     return;
   }
   mFatal = parameters;
+  for (const auto used : ids) mLastPushed[{used, kStation}] = {ipc::EConnectorStateFaulted, errors};
   backoffice->SetFatalSent(true);
 }

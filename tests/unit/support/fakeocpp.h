@@ -70,7 +70,6 @@ class CFakeOcpp : public IOcpp {
   {
     Note(backofficeIds.empty() ? "PushStatusNotification to all" : "PushStatusNotification", connectorSelector);
   }
-  void CheckConfirmedStatus(EBackofficeId, uint32_t, int32_t) override {}
   void PushFatalStatusNotification() override { calls.emplace_back("PushFatalStatusNotification"); }
   void PushSecurityEventNotification(const ipc::MDiagnosticsSignal&) override {}
   std::vector<COperationParameters> GetStatusNotificationParamsList(uint32_t) override { return {}; }

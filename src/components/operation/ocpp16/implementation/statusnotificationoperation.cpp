@@ -174,10 +174,8 @@ void CStatusNotificationOutCall::FillErrors(statusNotificationRequest& request) 
 void CStatusNotificationOutCall::ResponseAction(const statusNotificationResponse& /*response*/)
 {
   LOG_ENTRY("CStatusNotificationOutCall");
-  auto& ocpp = *mSystemAccess->GetOcpp();
-  const auto backoffice = ocpp.GetBackoffice(mBackofficeId);
+  const auto backoffice = mSystemAccess->GetOcpp()->GetBackoffice(mBackofficeId);
   if (!backoffice) return;
   backoffice->SetConfirmedStatus(mConnectorId, mState);
   backoffice->SetConfirmedErrors(mConnectorId, mErrors);
-  ocpp.CheckConfirmedStatus(mBackofficeId, mConnectorId, mState);
 }

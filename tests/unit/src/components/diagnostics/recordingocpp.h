@@ -38,7 +38,6 @@ class CRecordingOcpp : public IOcpp {
   {
     Add("status:" + std::to_string(connectorSelector) + (backofficeIds.empty() ? "" : ":some"));
   }
-  void CheckConfirmedStatus(EBackofficeId, uint32_t, int32_t) override {}
   void PushFatalStatusNotification() override { Add("fatal"); }
   void PushSecurityEventNotification(const ipc::MDiagnosticsSignal& signal) override
   {

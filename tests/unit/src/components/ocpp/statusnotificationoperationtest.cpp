@@ -4,8 +4,6 @@
 
 namespace {
 
-using namespace std::chrono_literals;
-
 using Ocpp16::StatusNotification::ToText;
 
 class CStatusNotificationTest : public COcppFixture {
@@ -148,20 +146,6 @@ TEST_F(CStatusNotificationTest, ConfirmationIsRememberedAtTheBackoffice)
   EXPECT_EQ(primary->GetConfirmedErrors(1), std::vector<int32_t>{1000});
   EXPECT_FALSE(operation.IsPersistentOp());
   EXPECT_FALSE(operation.IsResendRequiredOp());
-}
-
-TEST_F(CStatusNotificationTest, ConfirmationOfAFormerStateIsFollowedByThePresentOne)
-{
-  const auto primary = AddAccepted(kPrimary);
-  CStatusNotificationOutCall operation(&mAccess, "id");
-  operation.SetBackofficeId(kPrimary);
-  operation.Prepare(Parameters(1, 4, {}));
-  mSession->state = 1;
-  operation.HandleResponse("{}");
-  mClock.AdvanceBy(2s);
-  const auto operations = primary->TakeOperations();
-  ASSERT_EQ(operations.size(), 2U) << "connector 0 was never confirmed";
-  EXPECT_EQ(GetIntParameter(ParametersOf(operations[1]), EOperationParameter::EConnectorState), 1);
 }
 
 }  // namespace
