@@ -1,8 +1,7 @@
 #include "src/components/operation/ocpp16/implementation/starttransactionoperation.h"
 
-#include <json/reader.h>
-
-#include <exception>
+#include <limits>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
 
@@ -30,38 +29,36 @@ using TransactionOperation::TakeConnectorId;
 
 namespace {
 
-// Null for a text that is no JSON.
-Json::Value ParseAnswer(const std::string& payload)
+// Empty for a member that is missing or no text.
+std::optional<std::string> ReadText(const nlohmann::json& json, const char* name)
 {
-  Json::CharReaderBuilder builder;
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  Json::Value json;
-  std::string errors;
-  try {
-    if (reader->parse(payload.data(), payload.data() + payload.size(), &json, &errors)) return json;
-  } catch (const std::exception& error) {
-    LOG_DEBUG("Nothing of an answer can be read. {}", error.what());
-  }
-  return Json::Value();
+  const auto found = json.find(name);
+  if (found == json.end() || !found->is_string()) return std::nullopt;
+  return found->get<std::string>();
 }
 
-template <typename TText>
-void TakeText(const Json::Value& json, std::optional<TText>& text)
+std::optional<int64_t> ReadInteger(const nlohmann::json& json, const char* name)
 {
-  if (!json.isString()) return;
-  try {
-    text.emplace() = json.asString();
-  } catch (const OcppConstraints::classMemberConstraintException&) {
-    text.reset();
-  }
+  const auto found = json.find(name);
+  if (found == json.end() || !found->is_number_integer()) return std::nullopt;
+  const bool isTooGreat = found->is_number_unsigned() &&
+                          found->get<uint64_t>() > static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
+  if (isTooGreat) return std::nullopt;
+  return found->get<int64_t>();
 }
 
-idTagInfo ReadFaultyInfo(const Json::Value& json)
+idTagInfo ReadFaultyInfo(const nlohmann::json& json)
 {
   foreignIdTagInfo info;
-  TakeText(json["expiryDate"], info.expiryDate);
-  TakeText(json["parentIdTag"], info.parentIdTag);
-  if (json["status"].isString()) info.status = json["status"].asString();
+  info.expiryDate = ReadText(json, "expiryDate");
+  info.status = ReadText(json, "status").value_or("");
+  if (const auto parent = ReadText(json, "parentIdTag")) {
+    try {
+      info.parentIdTag.emplace() = *parent;
+    } catch (const OcppConstraints::classMemberConstraintException&) {
+      info.parentIdTag.reset();
+    }
+  }
   for (const auto& entry : EnumerationTable(Ocpp16::IdTagInfoCommon::EAuthorizationStatus{})) {
     if (info.status != entry.text) continue;
     idTagInfo known;
@@ -92,15 +89,13 @@ startTransactionResponse ReadResponse(const std::string& payload)
 SReadableAnswer ReadFaultyAnswer(const std::string& payload)
 {
   SReadableAnswer answer;
-  const Json::Value json = ParseAnswer(payload);
-  if (!json.isObject()) return answer;
-  const Json::Value& id = json["transactionId"];
-  const bool isInteger = id.type() == Json::intValue || id.type() == Json::uintValue;
-  if (isInteger && id.isInt64()) answer.transactionId = id.asInt64();
-  const Json::Value& info = json["idTagInfo"];
-  if (!info.isObject()) return answer;
-  answer.idTagInfo = ReadFaultyInfo(info);
-  answer.hasStatus = info["status"].isString();
+  const auto json = nlohmann::json::parse(payload, nullptr, /*allow_exceptions=*/false, /*ignore_comments=*/false);
+  if (!json.is_object()) return answer;
+  answer.transactionId = ReadInteger(json, "transactionId");
+  const auto info = json.find("idTagInfo");
+  if (info == json.end() || !info->is_object()) return answer;
+  answer.idTagInfo = ReadFaultyInfo(*info);
+  answer.hasStatus = ReadText(*info, "status").has_value();
   return answer;
 }
 
