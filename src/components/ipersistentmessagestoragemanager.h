@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "src/components/operation/ocpp_common/operationtypes.h"
@@ -15,6 +16,18 @@ struct SMessage {
   std::string messageId;
   EOutOpType type = EOutOpType::EInvalid;
   std::string payload;  // compact JSON
+  // Of the transaction that the message belongs to; nothing when it was not told, as by earlier versions.
+  std::optional<std::string> transactionKey = std::nullopt;
+};
+
+// An operation that belongs to the transaction of a key (see ISessionClientHandler), which it keeps over a restart.
+class ITransactionMessage {
+ public:
+  virtual ~ITransactionMessage() = default;
+
+  // Empty outside of a transaction.
+  virtual std::string GetTransactionKey() const = 0;
+  virtual void SetTransactionKey(const std::string& key) = 0;
 };
 
 // Keeps transaction messages over a restart. Safe from any thread.

@@ -15,6 +15,7 @@ namespace {
 const std::string kQueuedCounter = "QueuedCounter";
 const std::string kOperationType = "OperationType";
 const std::string kPayload = "Payload";
+const std::string kTransactionKey = "TransactionKey";
 
 // The highest counter is kept free, so that there is always a next one.
 constexpr uint32_t kMaxCounter = std::numeric_limits<uint32_t>::max() - 1;
@@ -91,6 +92,8 @@ IPersistentMessageStorageManager::EStoreResult CPersistentMessageStorageManager:
   record[kQueuedCounter] = mQueuedCounter;
   record[kOperationType] = operation.GetAction();
   record[kPayload] = operation.GetPayload();
+  const auto* message = dynamic_cast<const ITransactionMessage*>(&operation);
+  if (message != nullptr) record[kTransactionKey] = message->GetTransactionKey();
   if (!mStore->SetJson(id, record)) {
     LOG_ERROR("{}(ID:{}) could not be written to storage", operation.GetAction(), id);
     return EStoreResult::ENotStored;
@@ -210,8 +213,9 @@ std::vector<CPersistentMessageStorageManager::SRecord> CPersistentMessageStorage
       continue;
     }
     if (*counter >= mFirstCounterOfRun) continue;
-    records.push_back(
-        {*counter, {id, OutOpTypeFromName(TextMember(stored, kOperationType)), stored[kPayload].asString()}});
+    SMessage message{id, OutOpTypeFromName(TextMember(stored, kOperationType)), stored[kPayload].asString()};
+    if (stored[kTransactionKey].isString()) message.transactionKey = stored[kTransactionKey].asString();
+    records.push_back({*counter, std::move(message)});
   }
   std::stable_sort(records.begin(), records.end(),
                    [](const SRecord& left, const SRecord& right) { return left.queuedCounter < right.queuedCounter; });

@@ -19,8 +19,9 @@ class IConfig;
 
 // The message store in a configuration domain: one entry for each message, with the message id as key and
 //   {"QueuedCounter": <order of storing, from 0>, "OperationType": "<action>", "Payload": "<compact JSON text>"}
-// as value. The list of messages is not held in memory: of the store's content only the number of messages and the next
-// counter are known, so that no operation but GetStoredMessages grows with the number of messages.
+// as value, and "TransactionKey": "<key>" with what is an ITransactionMessage. The list of messages is not held in
+// memory: of the store's content only the number of messages and the next counter are known, so that no operation but
+// GetStoredMessages grows with the number of messages.
 //
 // `maxStorageBytes` bounds what meter values may use. Past it they are given up, while starts and stops are still
 // written; the store counts as full until its last message has gone.

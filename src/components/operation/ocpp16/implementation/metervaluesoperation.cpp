@@ -131,6 +131,8 @@ std::vector<sampledValue> CMeterValuesOutCall::CreateSamples(const SSampledValue
 
 void CMeterValuesOutCall::UpdateTransactionId(int64_t /*transactionId*/)
 {
+  const bool isKeyKnown = mTransactionKey != ISessionClientHandler::kAnyTransaction;
+  if (mIsRecreated && !isKeyKnown && mRequest.transactionId) return;
   const int64_t current = mSystemAccess->GetSessionManager(mConnectorId)->GetTransactionIdOf(mTransactionKey);
   if (current == kNoTransaction || mRequest.transactionId == current) return;
   mRequest.transactionId = current;

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "src/components/ipersistentmessagestoragemanager.h"
 #include "src/components/isampledvalueshandler.h"
 #include "src/components/isessionclienthandler.h"
 #include "src/components/operation/ocpp16/messages/metervalues.h"
@@ -12,7 +13,8 @@
 // MeterValues (OCPP 1.6 section 4.7): one reading of a connector, with the values that the configuration asks for. A
 // value of a transaction names it; outside of one there is no transaction id.
 class CMeterValuesOutCall : public COutCallOperation<Ocpp16::MeterValues::meterValuesRequest,
-                                                     Ocpp16::MeterValues::meterValuesResponse, CMeterValuesOutCall> {
+                                                     Ocpp16::MeterValues::meterValuesResponse, CMeterValuesOutCall>,
+                            public ITransactionMessage {
  public:
   CMeterValuesOutCall(ISystemAccessInterface* systemAccess, std::string messageId);
   // From the message store.
@@ -21,7 +23,10 @@ class CMeterValuesOutCall : public COutCallOperation<Ocpp16::MeterValues::meterV
   // Values that come more often than every 15 minutes are not stored, and others only if the configuration wants them:
   // this spares the flash. A message from the store stays one whatever the configuration says now.
   bool IsPersistentOp() const override;
+  // Takes the id of its own transaction. Values from the store of which only the id is known keep it.
   void UpdateTransactionId(int64_t transactionId) override;
+  std::string GetTransactionKey() const override { return mTransactionKey; }
+  void SetTransactionKey(const std::string& key) override { mTransactionKey = key; }
 
  protected:
   // Parameters: connector id, reading context (both optional).

@@ -178,7 +178,22 @@ void CStartTransactionOutCall::ResponseAction(const startTransactionResponse& re
 void CStartTransactionOutCall::TakeTransactionId(int64_t transactionId)
 {
   LOG_INFO("{}StartTransaction: CPO returned TransactionId '{}'", *mConnectorTag, transactionId);
-  GetSession().SettleTransaction(mMessageId, transactionId);
+  Settle(transactionId);
+}
+
+// A start that could not be erased from the store is answered again, perhaps in the session of another driver: once
+// that has its id, this one is of the past. Where it was never answered, the other one's start is still behind it.
+void CStartTransactionOutCall::Settle(int64_t transactionId)
+{
+  auto& session = GetSession();
+  const std::string running = session.GetTransactionKey();
+  const bool isOther = running != mMessageId && running != ISessionClientHandler::kAnyTransaction;
+  if (isOther && session.GetTransactionIdOf(running) != kNoTransaction) {
+    LOG_INFO("{}StartTransaction: The transaction of id '{}' has been followed by another, whose TransactionId stays",
+             *mConnectorTag, mIdTag);
+    return;
+  }
+  session.SettleTransaction(mMessageId, transactionId);
 }
 
 void CStartTransactionOutCall::ApplyStatus(const idTagInfo& info, int64_t transactionId)
@@ -213,9 +228,7 @@ void CStartTransactionOutCall::GiveUp()
 {
   LOG_ENTRY("CStartTransactionOutCall");
   // What went wrong may have gone wrong after the id was taken.
-  if (GetSession().GetTransactionIdOf(mMessageId) == kNoTransaction) {
-    GetSession().SettleTransaction(mMessageId, kNoTransaction);
-  }
+  if (GetSession().GetTransactionIdOf(mMessageId) == kNoTransaction) Settle(kNoTransaction);
 }
 
 bool CStartTransactionOutCall::IsSessionStillRunning() const

@@ -49,6 +49,8 @@ class CStartTransactionOutCall
   void TakeTransactionId(int64_t transactionId);
   // `transactionId` is for the log.
   void ApplyStatus(const Ocpp16::IdTagInfoCommon::idTagInfo& info, int64_t transactionId);
+  // What became of this transaction, -1: it has no id.
+  void Settle(int64_t transactionId);
   // False once the session that this operation tells of has ended: another driver may be at the connector.
   bool IsSessionStillRunning() const;
   void Deauthorize(Ocpp16::IdTagInfoCommon::EAuthorizationStatus status, int64_t transactionId) const;

@@ -98,6 +98,7 @@ CStopTransactionOutCall::CStopTransactionOutCall(ISystemAccessInterface* systemA
                                                  SStoredPayload payload)
     : COutCallOperation(systemAccess, std::move(messageId), std::move(payload), "StopTransaction",
                         EOutCallKind::EResendRequired),
+      mIsRecreated(true),
       mConnectorId(kDefaultConnectorId),
       mConnectorTag(MakeConnectorTag(mConnectorId)),
       mIdTag(mRequest.idTag ? mRequest.idTag->Get() : std::string())
@@ -221,11 +222,17 @@ void CStopTransactionOutCall::RenewLogText(const stopTransactionRequest& request
   mLogText += mLogDetails;
 }
 
+bool CStopTransactionOutCall::IsOwnId(int64_t transactionId) const
+{
+  if (mTransactionKey != ISessionClientHandler::kAnyTransaction) {
+    return GetSession().GetTransactionIdOf(mTransactionKey) != kNoTransaction;
+  }
+  return !mIsRecreated || mRequest.transactionId == kNoTransaction || mRequest.transactionId == transactionId;
+}
+
 void CStopTransactionOutCall::UpdateTransactionId(int64_t transactionId)
 {
-  const bool isKnown = mTransactionKey == ISessionClientHandler::kAnyTransaction ||
-                       GetSession().GetTransactionIdOf(mTransactionKey) != kNoTransaction;
-  if (transactionId != kNoTransaction && isKnown) {
+  if (transactionId != kNoTransaction && IsOwnId(transactionId)) {
     if (mRequest.transactionId != transactionId) {
       mRequest.transactionId = transactionId;
       RenewPayload();
@@ -259,7 +266,7 @@ void CStopTransactionOutCall::ResponseAction(const stopTransactionResponse& resp
 {
   LOG_ENTRY("CStopTransactionOutCall");
   if (!mIdTag.empty() && response.idTagInfo) UpdateAuthorizationCache(*mSystemAccess, mIdTag, *response.idTagInfo);
-  GetSession().ClearTransactionId();
+  EndTransaction();
   auto* resetManager = mSystemAccess->GetResetManager();
   if (resetManager == nullptr) {
     LOG_WARNING("{}No reset manager to tell of the end of the transaction", *mConnectorTag);
@@ -267,6 +274,15 @@ void CStopTransactionOutCall::ResponseAction(const stopTransactionResponse& resp
   }
   resetManager->ClearTransaction(mConnectorId);
   resetManager->TryReset();
+}
+
+// A message that could not be erased from the store may be answered again in the session of another driver, whose id
+// has to stay.
+void CStopTransactionOutCall::EndTransaction() const
+{
+  auto& session = GetSession();
+  const int64_t current = session.GetTransactionId();
+  if (current == kNoTransaction || !mIsRecreated || IsOwnId(current)) session.ClearTransactionId();
 }
 
 ISessionClientHandler& CStopTransactionOutCall::GetSession() const

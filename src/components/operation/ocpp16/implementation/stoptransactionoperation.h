@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "src/components/ipersistentmessagestoragemanager.h"
 #include "src/components/isessionclienthandler.h"
 #include "src/components/operation/ocpp16/messages/stoptransaction.h"
 #include "src/components/operation/ocpp_common/outcalloperation.h"
@@ -32,7 +33,8 @@ Ocpp16::StopTransaction::EReason ToReason(EStopSessionReason reason);
 // calibration law. Its confirmation is also the moment at which a waiting reset may go on.
 class CStopTransactionOutCall
     : public COutCallOperation<Ocpp16::StopTransaction::stopTransactionRequest,
-                               Ocpp16::StopTransaction::stopTransactionResponse, CStopTransactionOutCall> {
+                               Ocpp16::StopTransaction::stopTransactionResponse, CStopTransactionOutCall>,
+      public ITransactionMessage {
  public:
   CStopTransactionOutCall(ISystemAccessInterface* systemAccess, std::string messageId);
   // From the message store. The payload does not tell the connector; the station has one.
@@ -43,9 +45,11 @@ class CStopTransactionOutCall
   // Whatever the answer holds, the transaction is over: that is done before a fault is thrown.
   void HandleResponse(const std::string& payload) override;
   // An id of -1, and one that is not of this operation's transaction, leave the payload as it is: a message that has
-  // its id keeps it.
+  // its id keeps it. So does one from the store of which only the id is known.
   void UpdateTransactionId(int64_t transactionId) override;
   bool EndsTransaction() const override { return true; }
+  std::string GetTransactionKey() const override { return mTransactionKey; }
+  void SetTransactionKey(const std::string& key) override { mTransactionKey = key; }
 
  protected:
   // Parameters, all optional: connector id, meter data, stop reason.
@@ -62,6 +66,9 @@ class CStopTransactionOutCall
   using CSamples = std::vector<Ocpp16::StopTransaction::sampledValue>;
 
   ISessionClientHandler& GetSession() const;
+  // False when the id is known not to be of this operation's transaction.
+  bool IsOwnId(int64_t transactionId) const;
+  void EndTransaction() const;
   Ocpp16::StopTransaction::EReason TakeReason() const;
   SEnd TakeEnd(const ipc::MMeterData& meterData) const;
   void FillTransactionData(Ocpp16::StopTransaction::stopTransactionRequest& request, const ipc::MMeterData& meterData,
@@ -71,6 +78,7 @@ class CStopTransactionOutCall
   void AddSignedData(const ipc::MMeterData& meterData, CSamples& second);
   void RenewLogText(const Ocpp16::StopTransaction::stopTransactionRequest& request);
 
+  bool mIsRecreated = false;
   uint32_t mConnectorId;
   std::shared_ptr<const std::string> mConnectorTag;
   std::string mIdTag;

@@ -10,6 +10,18 @@ namespace {
 
 class MessageStore : public CMessageStoreTest {};
 
+class CTransactionOutCall : public CFakeOutCall, public ITransactionMessage {
+ public:
+  CTransactionOutCall(const std::string& id, std::string key)
+      : CFakeOutCall(FakeOutCalls::TransactionOptions(id, "StopTransaction", true)), mKey(std::move(key))
+  {}
+  std::string GetTransactionKey() const override { return mKey; }
+  void SetTransactionKey(const std::string& key) override { mKey = key; }
+
+ private:
+  std::string mKey;
+};
+
 // 1000 bytes are passed by any two of the messages below.
 class FullMessageStore : public CMessageStoreTest {
  protected:
@@ -179,6 +191,35 @@ TEST_F(MessageStore, UpdateOfAMessageThatIsNotStoredStoresNothing)
   EXPECT_FALSE(mStore->UpdatePayload(*StopTransaction("stop")));
   EXPECT_EQ(mStore->GetNumStoredMessages(), 0u);
   EXPECT_TRUE(mConfig->GetState().empty());
+}
+
+TEST_F(MessageStore, TransactionKeyIsKeptWithTheMessageAndComesBack)
+{
+  mStore->Store(*std::make_shared<CTransactionOutCall>("stop", "start"));
+  mStore->Store(*std::make_shared<CTransactionOutCall>("meter", ""));
+  mStore->Store(*StopTransaction("without"));
+  EXPECT_EQ(mConfig->GetJson("stop", Json::Value())["TransactionKey"], "start");
+  CTransactionOutCall updated("stop", "start");
+  updated.SetPayload(R"({"transactionId":42})");
+  EXPECT_TRUE(mStore->UpdatePayload(updated));
+  Restart();
+  const auto messages = mStore->GetStoredMessages();
+  ASSERT_EQ(messages.size(), 3u);
+  EXPECT_EQ(messages[0].transactionKey, "start");
+  EXPECT_EQ(messages[0].payload, R"({"transactionId":42})");
+  EXPECT_EQ(messages[1].transactionKey, "");
+  EXPECT_FALSE(messages[2].transactionKey.has_value());
+}
+
+TEST_F(MessageStore, TransactionKeyThatIsNoTextCountsAsNone)
+{
+  auto record = Record(1, "StopTransaction");
+  record["TransactionKey"] = 7;
+  mConfig->Preset("stop", record);
+  Restart();
+  const auto messages = mStore->GetStoredMessages();
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_FALSE(messages[0].transactionKey.has_value());
 }
 
 TEST_F(FullMessageStore, FullCallbackRunsOnceAndOnlyMeterValuesAreGivenUp)

@@ -320,6 +320,33 @@ TEST_F(MeterValues, RestoredOneKeepsItsPayloadKnowsItsConnectorAndStaysStored)
   EXPECT_EQ(Checked("MeterValues.req", operation.GetPayload())["transactionId"], 42);
 }
 
+TEST_F(MeterValues, RestoredOneOfAnUnknownTransactionKeepsItsId)
+{
+  CMeterValuesOutCall operation(
+      &mAccess, "id",
+      SStoredPayload{
+          R"({"connectorId":1,"meterValue":[{"sampledValue":[{"value":"7"}],"timestamp":"2026-01-15T09:00:00Z"}],)"
+          R"("transactionId":5})"});
+  mSession->SettleTransaction("start", 42);
+  operation.UpdateTransactionId(42);
+  EXPECT_EQ(Checked("MeterValues.req", operation.GetPayload())["transactionId"], 5);
+}
+
+TEST_F(MeterValues, RestoredOneHasTheIdOfItsTransaction)
+{
+  for (const std::string key : {"", "earlier", "start"}) {
+    CMeterValuesOutCall operation(
+        &mAccess, "id",
+        SStoredPayload{
+            R"({"connectorId":1,"meterValue":[{"sampledValue":[{"value":"7"}],"timestamp":"2026-01-15T09:00:00Z"}]})"});
+    operation.SetTransactionKey(key);
+    EXPECT_EQ(operation.GetTransactionKey(), key);
+    mSession->SettleTransaction("start", 42);
+    operation.UpdateTransactionId(42);
+    EXPECT_EQ(Checked("MeterValues.req", operation.GetPayload()).contains("transactionId"), key == "start") << key;
+  }
+}
+
 TEST_F(MeterValues, RestoredOneWithAnotherConnectorFallsBackToTheFirst)
 {
   CMeterValuesOutCall operation(

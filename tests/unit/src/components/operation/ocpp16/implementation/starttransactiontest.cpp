@@ -360,6 +360,21 @@ TEST_F(StartTransaction, RestoredOneHasThePayloadAndTagOfItsFirstLife)
   EXPECT_EQ(mSession->GetTransactionId(), 42);
 }
 
+TEST_F(StartTransaction, OneThatComesBackLeavesTheIdOfTheRunningSession)
+{
+  mSession->BeginTransaction("running");
+  mSession->SettleTransaction("running", 43);
+  auto operation = Restored(kStored);
+  Answer(operation, R"({"status":"Accepted"})");
+  operation.GiveUp();
+  EXPECT_EQ(mSession->GetTransactionIdOf("running"), 43);
+  EXPECT_EQ(mAuthorization->updates.at(0).id, "TAG");
+  // While the running one has no id, its start is still behind this one.
+  mSession->BeginTransaction("next");
+  Answer(operation, R"({"status":"Accepted"})");
+  EXPECT_EQ(mSession->GetTransactionIdOf("id"), 42);
+}
+
 TEST_F(StartTransaction, RestoredOneWithAnotherConnectorFallsBackToTheFirst)
 {
   auto operation = Restored(R"({"connectorId":7,"idTag":"TAG","meterStart":7,"timestamp":"2026-01-15T09:00:00Z"})");

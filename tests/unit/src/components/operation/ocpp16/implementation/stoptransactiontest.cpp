@@ -401,3 +401,35 @@ TEST_F(StopTransaction, RestoredOneWithoutIdGetsTheCurrentOne)
   operation.UpdateTransactionId(42);
   EXPECT_EQ(Checked("StopTransaction.req", operation.GetPayload())["transactionId"], 42);
 }
+
+TEST_F(StopTransaction, RestoredOneOfAnUnknownTransactionKeepsItsIdAndEndsNoOther)
+{
+  auto operation = Restored(R"({"meterStop":7,"reason":"Local","timestamp":"2026-01-15T09:00:00Z","transactionId":5})");
+  operation.UpdateTransactionId(42);
+  EXPECT_EQ(nlohmann::json::parse(operation.GetPayload())["transactionId"], 5);
+  operation.HandleResponse("{}");
+  EXPECT_EQ(mSession->GetTransactionId(), 42);
+  EXPECT_EQ(mReset->calls.size(), 2U);
+  mSession->SettleTransaction("start", 5);
+  operation.HandleResponse("{}");
+  EXPECT_EQ(mSession->GetTransactionId(), -1);
+}
+
+TEST_F(StopTransaction, RestoredOneHasTheIdOfItsTransactionAndEndsThatAlone)
+{
+  auto operation =
+      Restored(R"({"meterStop":7,"reason":"Local","timestamp":"2026-01-15T09:00:00Z","transactionId":-1})");
+  operation.SetTransactionKey("earlier");
+  operation.UpdateTransactionId(42);
+  EXPECT_EQ(nlohmann::json::parse(operation.GetPayload())["transactionId"], -1);
+  operation.HandleResponse("{}");
+  EXPECT_EQ(mSession->GetTransactionId(), 42);
+  mSession->SettleTransaction("earlier", 41);
+  operation.UpdateTransactionId(41);
+  EXPECT_EQ(nlohmann::json::parse(operation.GetPayload())["transactionId"], 41);
+  EXPECT_EQ(operation.Clone()->GetPayload(), operation.GetPayload());
+  operation.HandleResponse("{}");
+  EXPECT_EQ(mSession->GetTransactionId(), -1);
+}
+
+TEST_F(StopTransaction, KnowsTheTransactionOfItsSession) { EXPECT_EQ(Stopped().GetTransactionKey(), "start"); }

@@ -41,6 +41,22 @@ class TransactionRoad : public testing::Test {
     ASSERT_EQ(Life().GetSession().GetTransactionId(), id);
   }
 
+  // A session of its own; gives what was stored just before its stop was answered.
+  CFakeConfig::CState StopStored(int64_t id)
+  {
+    Life().StartSession(1);
+    ExpectAndAccept("StartTransaction", -2, id);
+    ExpectAndAccept("MeterValues", id);
+    Life().StopSession(2);
+    auto stored = mStation.messages->GetState();
+    ExpectAndAccept("StopTransaction", id);
+    return stored;
+  }
+  void PutBack(const CFakeConfig::CState& stored) const
+  {
+    for (const auto& entry : stored) mStation.messages->Preset(entry.first, entry.second);
+  }
+
   CLogCapture mLog;
   STransactionStation mStation;
   std::unique_ptr<CTransactionLife> mLife;
@@ -218,6 +234,114 @@ TEST_F(TransactionRoad, StopThatWasOverwrittenInTheStoreIsRepeatedWithTheConfirm
   Life().GetSession().ClearTransactionId();
   Kill();
   ExpectAndAccept("StopTransaction", 42);
+}
+
+// Messages that were answered and could not be erased from the store: they are sent again after a restart, beside a
+// session of their own that they have nothing to do with.
+TEST_F(TransactionRoad, AnsweredStopThatComesBackLeavesTheRunningSessionItsId)
+{
+  const auto stored = StopStored(41);
+  Life().StartSession(3);
+  ExpectAndAccept("StartTransaction", -2, 42);
+  ExpectAndAccept("MeterValues", 42);
+  Kill();
+  PutBack(stored);
+  ExpectAndAccept("StopTransaction", 41);
+  EXPECT_EQ(Life().GetSession().GetTransactionId(), 42);
+  Life().StartSession(3);
+  ExpectAndAccept("MeterValues", 42);
+  Life().StopSession(5);
+  ExpectAndAccept("StopTransaction", 42);
+  EXPECT_EQ(Life().GetSession().GetTransactionId(), -1);
+}
+
+TEST_F(TransactionRoad, AnsweredStopOfAnEarlierVersionLeavesTheRunningSessionItsId)
+{
+  auto stored = StopStored(41);
+  for (auto& entry : stored) entry.second.removeMember("TransactionKey");
+  Life().StartSession(3);
+  ExpectAndAccept("StartTransaction", -2, 42);
+  ExpectAndAccept("MeterValues", 42);
+  Kill();
+  PutBack(stored);
+  ExpectAndAccept("StopTransaction", 41);
+  EXPECT_EQ(Life().GetSession().GetTransactionId(), 42);
+  Life().StopSession(5);
+  ExpectAndAccept("StopTransaction", 42);
+}
+
+TEST_F(TransactionRoad, AnsweredStartThatComesBackLeavesTheRunningSessionItsId)
+{
+  for (const bool isRefused : {false, true}) {
+    Life().StartSession(1);
+    const auto stored = mStation.messages->GetState();
+    ExpectAndAccept("StartTransaction", -2, 41);
+    ExpectAndAccept("MeterValues", 41);
+    Life().StopSession(2);
+    ExpectAndAccept("StopTransaction", 41);
+    Life().StartSession(3);
+    ExpectAndAccept("StartTransaction", -2, 42);
+    ExpectAndAccept("MeterValues", 42);
+    Kill();
+    PutBack(stored);
+    const auto again = Expect("StartTransaction");
+    isRefused ? Life().Refuse(again) : Life().Accept(again, 41);
+    ExpectAndAccept("MeterValues");
+    EXPECT_EQ(Life().GetSession().GetTransactionId(), 42);
+    Life().StopSession(5);
+    ExpectAndAccept("StopTransaction", 42);
+    Kill();
+  }
+}
+
+TEST_F(TransactionRoad, StartThatIsAnsweredAgainUnderAnotherIdGivesItToItsStop)
+{
+  Life().StartSession(1);
+  const auto stored = mStation.messages->GetState();
+  ExpectAndAccept("StartTransaction", -2, 41);
+  ExpectAndAccept("MeterValues", 41);
+  Life().SetOnline(false);
+  Life().StopSession(2);
+  Kill();
+  for (auto [id, record] : mStation.messages->GetState()) {
+    record["QueuedCounter"] = 9;
+    mStation.messages->Preset(id, record);
+  }
+  PutBack(stored);
+  ExpectAndAccept("StartTransaction", -2, 43);
+  ExpectAndAccept("MeterValues", 43);
+  ExpectAndAccept("StopTransaction", 43);
+}
+
+TEST_F(TransactionRoad, SessionsQueuedOfflineKeepTheirIdsApartOverRestarts)
+{
+  Life().SetOnline(false);
+  for (int i = 0; i < 2; ++i) {
+    Life().StartSession(1);
+    Life().StopSession(5);
+  }
+  Kill();
+  for (const int64_t id : {42, 43}) {
+    ExpectAndAccept("StartTransaction", -2, id);
+    Kill();
+    ExpectAndAccept("MeterValues", id);
+    Kill();
+    Expect("StopTransaction", id);
+    Kill();
+    ExpectAndAccept("StopTransaction", id);
+  }
+}
+
+TEST_F(TransactionRoad, ClockAlignedValueOutsideOfASessionHasNoIdAfterARestartEither)
+{
+  mStation.config->SetInt("ClockAlignedDataInterval", 900);
+  LeaveStaleId(41);
+  Life().StartClockAligned();
+  Life().SetOnline(false);
+  Life().AdvanceBy(900s);
+  EXPECT_EQ(Life().CountStored(), 1U);
+  Kill();
+  ExpectAndAccept("MeterValues");
 }
 
 TEST_F(TransactionRoad, AnswerWithAnUnknownStatusGivesTheIdAllTheSame)
