@@ -398,7 +398,7 @@ export class Connector extends EventEmitter {
 
   /** @returns {boolean} false when it is not possible in the present state */
   reserve({ idTag, id, until }) {
-    const replaces = this.reservation?.id === id;
+    const replaces = this.state === State.Reserved && this.reservation.id === id;
     if (this.state !== State.Available && !replaces) return false;
     this.#endReservation();
     this.reservation = { idTag, id, until };

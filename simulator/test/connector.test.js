@@ -320,6 +320,15 @@ test('a reserved connector serves its holder only, and is free again when the ti
   assert.equal(connector.state, State.PreparingAuthorized);
 });
 
+test('a faulted connector keeps its reservation and takes none, also not the one that it has', () => {
+  const { clock, connector } = make();
+  const reservation = { idTag: 'R', id: 1, until: clock.now() + 5000 };
+  connector.reserve(reservation);
+  connector.raiseFault(1000);
+  assert.equal(connector.reserve(reservation), false);
+  assert.equal(connector.state, State.Faulted);
+});
+
 test('unlock is refused while charging and on a fixed cable', () => {
   assert.equal(charging().connector.unlock(), false);
   assert.equal(make({ fixedCable: true }).connector.unlock(), false);

@@ -9,7 +9,7 @@ import { State, StopReason } from '../station/connector.js';
 import { Station } from '../station/station.js';
 import { FakeSecc } from './fakesecc.js';
 
-const TIMES = { startingMs: 20, stoppingMs: 20, sureMs: 150, lateMs: 60, approvalMs: 0 };
+const TIMES = { startingMs: 20, stoppingMs: 20, sureMs: 1000, lateMs: 60, approvalMs: 0 };
 
 let root;
 let station;
