@@ -5,7 +5,6 @@
 
 #include "platform/clock/timetext.h"
 #include "platform/commutil/communicationexception.h"
-#include "platform/icconfig/icconfig.h"
 #include "platform/iclogger/log.h"
 #include "platform/iipc/timestamp.h"
 #include "src/components/ibackoffice.h"
@@ -17,17 +16,6 @@
 
 namespace {
 
-constexpr const char* kOpenedTransaction = "OpenedTransaction";
-constexpr const char* kCurrentTransactionId = "CurrentTransactionId";
-constexpr int64_t kNoTransaction = -1;
-// {"Current": <key of the transaction that "CurrentTransactionId" is the id of>,
-//  "Closed": <key of the transaction whose stop was answered last>}
-const std::string kTransactionKeys = "TransactionKeys";
-constexpr const char* kCurrent = "Current";
-constexpr const char* kClosed = "Closed";
-// An SSessionRecord.
-const std::string kSession = "SessionTransaction";
-
 bool IsSuccess(const ipc::MResult& result) { return result.result() == ipc::EResultSuccess; }
 
 }  // namespace
@@ -38,6 +26,7 @@ CSessionClientHandler::CSessionClientHandler(uint32_t connector, std::shared_ptr
       mLogPrefix(fmt::format("[{}] ", connector)),
       mSessionManager(std::move(sessionManager)),
       mSystemAccess(systemAccess),
+      mStore(connector, systemAccess),
       mStorageAvailable([this](bool available) {
         return Bring([&] { return mSessionManager->SetMessageStorageAvailable(available); });
       }),
@@ -134,46 +123,49 @@ void CSessionClientHandler::SetParentIdTag(const std::string& parentIdTag)
 void CSessionClientHandler::Init()
 {
   LOG_ENTRY("CSessionClientHandler");
-  bool hasOpenTransaction = mSystemAccess.GetSeccPersistentData(mConnector)->GetBool(kOpenedTransaction, false);
+  mStore.Load();
+  const auto state = mStore.Get();
+  const auto& session = state.record;
+  bool hasOpenTransaction = state.isOpened;
   // "OpenedTransaction" is written behind the message that it tells of. A process that was killed between the two finds
   // here what it had come to; otherwise the transaction would be started twice, or the next one not at all.
-  auto session = ReadSession();
   if (session && session->hasEnded) {
     LOG_INFO("{}The process ended while its session was being stopped", mLogPrefix);
-    if (IsStopOnItsWay(*session)) {
-      session->Remember({session->start, false});
-      session->key.clear();
-      session->hasEnded = false;
-      StoreSessionEnd(*session);
-    } else if (hasOpenTransaction) {
-      // The key stays: the stop will be told again, and is that of the same transaction.
-      StoreOpenedTransaction(false);
-    }
+    mStore.ChangeRecord([isStopOnItsWay = IsStopOnItsWay(state)](auto& stored, auto& record) {
+      stored.isOpened = false;
+      // Otherwise the key stays: the stop will be told again, and is that of the same transaction.
+      if (!isStopOnItsWay) return;
+      record.Remember({record.start, false});
+      record.key.clear();
+      record.hasEnded = false;
+    });
     hasOpenTransaction = false;
-  } else if (!hasOpenTransaction && session && !session->hasEnded && IsStartOnItsWay(session->key)) {
+  } else if (!hasOpenTransaction && session && IsStartOnItsWay(state)) {
     LOG_INFO("{}The process ended while its session was being started", mLogPrefix);
     hasOpenTransaction = true;
-    StoreOpenedTransaction(true);
+    mStore.Change([](auto& stored) { stored.isOpened = true; });
   }
   mHasOpenTransaction = hasOpenTransaction;
-  if (session) mFormerlyEnded = session->ended;
+  mFormerlyEnded = mStore.Get().record.value_or(SSessionRecord()).ended;
   mHasHeardOfStart = false;
 }
 
-// True when the StartTransaction of that id is stored, or was answered or given up.
-bool CSessionClientHandler::IsStartOnItsWay(const std::string& key) const
+// True when the StartTransaction of the running session is stored, or was answered or given up.
+bool CSessionClientHandler::IsStartOnItsWay(const CSessionStore::SState& state) const
 {
+  const auto& key = state.record->key;
   if (key.empty() || key == kAnyTransaction) return false;
   const auto* storage = mSystemAccess.GetPersistentMessageStorage();
   if (storage != nullptr && storage->IsStored(key)) return true;
-  return ReadTransactionKey(kCurrent) == key;
+  return state.currentKey == key;
 }
 
 // True when the StopTransaction of the session is stored, or was answered.
-bool CSessionClientHandler::IsStopOnItsWay(const SSessionRecord& session) const
+bool CSessionClientHandler::IsStopOnItsWay(const CSessionStore::SState& state) const
 {
+  const auto& session = *state.record;
   // That there is no id any more would not tell: a start that was given up has none either.
-  if (!session.key.empty() && ReadTransactionKey(kClosed) == session.key) return true;
+  if (!session.key.empty() && state.closedKey == session.key) return true;
   auto* storage = mSystemAccess.GetPersistentMessageStorage();
   if (session.end.empty() || storage == nullptr) return false;
   const auto messages = storage->GetStoredMessages();
@@ -186,7 +178,7 @@ bool CSessionClientHandler::IsStopOnItsWay(const SSessionRecord& session) const
 // cannot know what a process that was killed had come to, and tells again.
 bool CSessionClientHandler::IsReported(const std::string& start) const
 {
-  const auto session = ReadSession();
+  const auto session = mStore.Get().record;
   if (start.empty() || !session) return false;
   const auto isIt = [&](const SSessionRecord::SEnded& ended) { return ended.start == start; };
   if (std::any_of(mFormerlyEnded.begin(), mFormerlyEnded.end(), isIt)) return true;
@@ -197,21 +189,22 @@ bool CSessionClientHandler::IsReported(const std::string& start) const
 
 bool CSessionClientHandler::HasEnded(const std::string& start) const
 {
-  const auto session = ReadSession();
+  const auto session = mStore.Get().record;
   return session && std::any_of(session->ended.begin(), session->ended.end(),
                                 [&](const SSessionRecord::SEnded& ended) { return ended.start == start; });
 }
 
 bool CSessionClientHandler::IsRunning(const std::string& start) const
 {
-  const auto session = ReadSession();
+  const auto state = mStore.Get();
+  const auto& session = state.record;
   if (start.empty() || !session || session->start != start) return false;
-  return session->hasEnded || mSystemAccess.GetSeccPersistentData(mConnector)->GetBool(kOpenedTransaction, false);
+  return session->hasEnded || state.isOpened;
 }
 
 bool CSessionClientHandler::IsOtherOpen(const std::string& start) const
 {
-  const auto session = ReadSession();
+  const auto session = mStore.Get().record;
   if (start.empty() || !session || session->start.empty() || session->start == start) return false;
   return IsRunning(session->start);
 }
@@ -222,10 +215,10 @@ bool CSessionClientHandler::IsEndToldAgain(const ipc::MMeterData& end) const
 {
   const std::string start = SSessionRecord::StartOf(end);
   if (!start.empty()) return IsReported(start) || (!IsRunning(start) && HasEnded(start));
-  const auto session = ReadSession();
+  const auto state = mStore.Get();
+  const auto& session = state.record;
   if (!session || session->hasEnded) return false;
-  const bool isOpened = mSystemAccess.GetSeccPersistentData(mConnector)->GetBool(kOpenedTransaction, false);
-  if (session->key.empty() && !isOpened) return true;
+  if (session->key.empty() && !state.isOpened) return true;
   if (session->stop != SSessionRecord::StopOf(end)) return false;
   // What does not say when it ended may have been measured twice, by a meter that stands still. It is taken for the
   // same only while what is told may belong to a former life of the process.
@@ -254,6 +247,7 @@ bool CSessionClientHandler::IsOver(const ipc::MMeterData& start) const
 void CSessionClientHandler::HandleStateChanged(const ipc::MConnectorState& state)
 {
   LOG_DEBUG("{}Receiving StateChanged notification, to {}", mLogPrefix, ipc::EConnectorState_Name(state.state()));
+  mStore.Repeat();
   mStorageAvailable.Repeat();
   mChargeApproval.Repeat();
   auto& ocpp = *mSystemAccess.GetOcpp();
@@ -287,11 +281,11 @@ void CSessionClientHandler::HandleSessionStarted(const ipc::MMeterData& meterDat
         EOutOpType::EStartTransaction, ocpp.GetAllUsedBackofficeIds(), false,
         {{EOperationParameter::EConnectorId, int64_t{mConnector}}, {EOperationParameter::EMeterData, meterData}});
   }
-  if (isNew) {
-    StoreSessionStart();
-  } else {
-    StoreOpenedTransaction(true);
-  }
+  mStore.Change([&](auto& state) {
+    state.isOpened = true;
+    // A session that has no key was begun by nobody.
+    if (isNew && state.record) state.record->Begin(state.record->key, mStart);
+  });
   if (IsOver(meterData)) {
     LOG_INFO("{}The session has ended by what the meter shows, no MeterValue is scheduled", mLogPrefix);
   } else {
@@ -313,7 +307,7 @@ void CSessionClientHandler::HandleSessionStopped(const ipc::MMeterData& meterDat
 // Energy of the next session must not be booked on the transaction of one whose end is not told any more.
 void CSessionClientHandler::CloseLost(const ipc::MMeterData& next)
 {
-  const auto session = ReadSession().value_or(SSessionRecord());
+  const auto session = mStore.Get().record.value_or(SSessionRecord());
   LOG_ERROR(
       "{}The end of the session that began with '{}' was never told, closing it with what the meter shows at the start "
       "of the next one",
@@ -328,52 +322,22 @@ void CSessionClientHandler::PushStop(const ipc::MMeterData& meterData, uint32_t 
 {
   auto& ocpp = *mSystemAccess.GetOcpp();
   ocpp.CancelOcppSessionMeterValues(mConnector);
-  auto session = ReadSession().value_or(SSessionRecord());
-  session.key = GetTransactionKey();
-  session.hasEnded = true;
-  session.end = SSessionRecord::EndOf(meterData);
-  session.stop = SSessionRecord::StopOf(meterData);
-  StoreSession(session);
+  mStore.ChangeRecord([&, key = GetTransactionKey()](auto& /*state*/, auto& record) {
+    record.key = key;
+    record.hasEnded = true;
+    record.end = SSessionRecord::EndOf(meterData);
+    record.stop = SSessionRecord::StopOf(meterData);
+  });
   ocpp.PushOutCall(EOutOpType::EStopTransaction, ocpp.GetAllUsedBackofficeIds(), true,
                    {{EOperationParameter::EConnectorId, int64_t{mConnector}},
                     {EOperationParameter::EStopReason, int64_t{reason}},
                     {EOperationParameter::EMeterData, meterData}});
   mHasOpenTransaction = false;
-  session.Close(meterData);
-  StoreSessionEnd(session);
+  mStore.ChangeRecord([&](auto& state, auto& record) {
+    state.isOpened = false;
+    record.Close(meterData);
+  });
   if (auto* smartCharging = mSystemAccess.GetSmartChargingComponent()) smartCharging->OnTransactionEnd();
-}
-
-void CSessionClientHandler::StoreOpenedTransaction(bool opened) const
-{
-  mSystemAccess.GetSeccPersistentData(mConnector)->SetBool(kOpenedTransaction, opened);
-}
-
-std::optional<SSessionRecord> CSessionClientHandler::ReadSession() const
-{
-  const auto record = mSystemAccess.GetSeccPersistentData(mConnector)->GetJson(kSession, Json::Value());
-  if (!record.isObject()) return std::nullopt;
-  return SSessionRecord::FromJson(record);
-}
-
-void CSessionClientHandler::StoreSession(const SSessionRecord& session) const
-{
-  mSystemAccess.GetSeccPersistentData(mConnector)->SetJson(kSession, session.ToJson());
-}
-
-// Also of a session that has no key, which nobody began.
-void CSessionClientHandler::StoreSessionStart() const
-{
-  auto session = ReadSession().value_or(SSessionRecord());
-  session.Begin(session.key, mStart);
-  mSystemAccess.GetSeccPersistentData(mConnector)
-      ->Apply({}, {{kOpenedTransaction, Json::Value(true)}, {kSession, session.ToJson()}});
-}
-
-void CSessionClientHandler::StoreSessionEnd(const SSessionRecord& session) const
-{
-  mSystemAccess.GetSeccPersistentData(mConnector)
-      ->Apply({}, {{kOpenedTransaction, Json::Value(false)}, {kSession, session.ToJson()}});
 }
 
 int32_t CSessionClientHandler::GetConnectorState()
@@ -399,70 +363,53 @@ bool CSessionClientHandler::IsCharging()
 int64_t CSessionClientHandler::GetTransactionId()
 {
   LOG_ENTRY("CSessionClientHandler");
-  return mSystemAccess.GetSeccPersistentData(mConnector)->GetInt(kCurrentTransactionId, kNoTransaction);
+  return mStore.Get().transactionId;
 }
 
 void CSessionClientHandler::SetTransactionId(int64_t id)
 {
   LOG_ENTRY("CSessionClientHandler");
-  mSystemAccess.GetSeccPersistentData(mConnector)->SetInt(kCurrentTransactionId, id);
+  mStore.Change([id](auto& state) { state.transactionId = id; });
 }
 
 void CSessionClientHandler::ClearTransactionId()
 {
   LOG_ENTRY("CSessionClientHandler");
-  const std::string current = ReadTransactionKey(kCurrent);
-  StoreTransaction(kNoTransaction, current, current);
-}
-
-std::string CSessionClientHandler::ReadTransactionKey(const char* name) const
-{
-  const auto keys = mSystemAccess.GetSeccPersistentData(mConnector)->GetJson(kTransactionKeys, Json::Value());
-  return keys.isObject() && keys[name].isString() ? keys[name].asString() : std::string();
-}
-
-void CSessionClientHandler::StoreTransaction(int64_t id, const std::string& current, const std::string& closed) const
-{
-  Json::Value keys(Json::objectValue);
-  keys[kCurrent] = current;
-  keys[kClosed] = closed;
-  mSystemAccess.GetSeccPersistentData(mConnector)
-      ->Apply({}, {{kCurrentTransactionId, Json::Value(static_cast<Json::Int64>(id))}, {kTransactionKeys, keys}});
+  mStore.Change([](auto& state) {
+    state.transactionId = CSessionStore::kNoTransaction;
+    state.closedKey = state.currentKey;
+  });
 }
 
 void CSessionClientHandler::BeginTransaction(const std::string& key)
 {
   LOG_ENTRY("CSessionClientHandler");
-  auto session = ReadSession().value_or(SSessionRecord());
-  session.Begin(key, mStart);
-  StoreSession(session);
+  mStore.ChangeRecord([&](auto& /*state*/, auto& record) { record.Begin(key, mStart); });
 }
 
 // A connector whose data were written before there were keys has the current transaction.
 std::string CSessionClientHandler::GetTransactionKey()
 {
   LOG_ENTRY("CSessionClientHandler");
-  const auto session = ReadSession();
+  const auto session = mStore.Get().record;
   return session ? session->key : std::string(kAnyTransaction);
 }
 
 void CSessionClientHandler::SettleTransaction(const std::string& key, int64_t id)
 {
   LOG_ENTRY("CSessionClientHandler");
-  StoreTransaction(id, key, ReadTransactionKey(kClosed));
+  mStore.Change([&](auto& state) {
+    state.transactionId = id;
+    state.currentKey = key;
+  });
 }
 
 int64_t CSessionClientHandler::GetTransactionIdOf(const std::string& key)
 {
   LOG_ENTRY("CSessionClientHandler");
-  const auto& data = *mSystemAccess.GetSeccPersistentData(mConnector);
-  if (key == kAnyTransaction) return GetTransactionId();
-  // Id and key are written together and read one after the other.
-  for (;;) {
-    const int64_t id = data.GetInt(kCurrentTransactionId, kNoTransaction);
-    const bool isCurrent = !key.empty() && ReadTransactionKey(kCurrent) == key;
-    if (data.GetInt(kCurrentTransactionId, kNoTransaction) == id) return isCurrent ? id : kNoTransaction;
-  }
+  const auto state = mStore.Get();
+  const bool isCurrent = key == kAnyTransaction || (!key.empty() && state.currentKey == key);
+  return isCurrent ? state.transactionId : CSessionStore::kNoTransaction;
 }
 
 std::string CSessionClientHandler::GetSessionIdTag()

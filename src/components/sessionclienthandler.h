@@ -11,7 +11,7 @@
 
 #include "platform/iipc/isessionmanager.h"
 #include "src/components/isessionclienthandler.h"
-#include "src/components/sessionrecord.h"
+#include "src/components/sessionstore.h"
 #include "src/components/standingword.h"
 
 class ISystemAccessInterface;
@@ -56,18 +56,8 @@ class CSessionClientHandler : public ISessionClientHandler {
   bool Request(const std::function<ipc::MResult()>& call) const;
   // Like Request, and empty when the session manager cannot be reached.
   std::optional<bool> Bring(const std::function<ipc::MResult()>& call) const;
-  void StoreOpenedTransaction(bool opened) const;
-  // Empty for a connector that has never had a session.
-  std::optional<SSessionRecord> ReadSession() const;
-  void StoreSession(const SSessionRecord& session) const;
-  void StoreSessionStart() const;
-  void StoreSessionEnd(const SSessionRecord& session) const;
-  // Empty when no transaction has had that part.
-  std::string ReadTransactionKey(const char* name) const;
-  // Writes id and keys in one step.
-  void StoreTransaction(int64_t id, const std::string& current, const std::string& closed) const;
-  bool IsStartOnItsWay(const std::string& key) const;
-  bool IsStopOnItsWay(const SSessionRecord& session) const;
+  bool IsStartOnItsWay(const CSessionStore::SState& state) const;
+  bool IsStopOnItsWay(const CSessionStore::SState& state) const;
   bool IsReported(const std::string& start) const;
   bool HasEnded(const std::string& start) const;
   bool IsRunning(const std::string& start) const;
@@ -83,6 +73,8 @@ class CSessionClientHandler : public ISessionClientHandler {
   const std::string mLogPrefix;
   const std::shared_ptr<ISessionManager> mSessionManager;
   ISystemAccessInterface& mSystemAccess;
+
+  CSessionStore mStore;
 
   // Without them no session begins, so a session manager that was away must hear of them when it is back.
   CStandingWord mStorageAvailable;
