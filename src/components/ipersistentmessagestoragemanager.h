@@ -20,16 +20,6 @@ struct SMessage {
   std::optional<std::string> transactionKey = std::nullopt;
 };
 
-// An operation that belongs to the transaction of a key (see ISessionClientHandler), which it keeps over a restart.
-class ITransactionMessage {
- public:
-  virtual ~ITransactionMessage() = default;
-
-  // Empty outside of a transaction.
-  virtual std::string GetTransactionKey() const = 0;
-  virtual void SetTransactionKey(const std::string& key) = 0;
-};
-
 // Keeps transaction messages over a restart. Safe from any thread.
 //
 // One run of the process sees two kinds of message: those that earlier runs left behind, which GetStoredMessages gives

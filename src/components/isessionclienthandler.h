@@ -27,7 +27,8 @@ enum class EDeauthorizeReason : uint8_t {
 class ISessionClientHandler {
  public:
   // The key of whatever transaction is current, for messages of which nothing more is known: those that come back from
-  // the message store, where the order of the queue sees to it that the current transaction is theirs.
+  // a message store of earlier versions, where the order of the queue sees to it that the current transaction is
+  // theirs.
   static constexpr const char* kAnyTransaction = "any";
 
   virtual ~ISessionClientHandler() = default;

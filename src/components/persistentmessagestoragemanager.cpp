@@ -92,8 +92,7 @@ IPersistentMessageStorageManager::EStoreResult CPersistentMessageStorageManager:
   record[kQueuedCounter] = mQueuedCounter;
   record[kOperationType] = operation.GetAction();
   record[kPayload] = operation.GetPayload();
-  const auto* message = dynamic_cast<const ITransactionMessage*>(&operation);
-  if (message != nullptr) record[kTransactionKey] = message->GetTransactionKey();
+  if (const auto key = operation.GetTransactionKey()) record[kTransactionKey] = *key;
   if (!mStore->SetJson(id, record)) {
     LOG_ERROR("{}(ID:{}) could not be written to storage", operation.GetAction(), id);
     return EStoreResult::ENotStored;

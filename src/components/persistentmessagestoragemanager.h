@@ -19,7 +19,7 @@ class IConfig;
 
 // The message store in a configuration domain: one entry for each message, with the message id as key and
 //   {"QueuedCounter": <order of storing, from 0>, "OperationType": "<action>", "Payload": "<compact JSON text>"}
-// as value, and "TransactionKey": "<key>" with what is an ITransactionMessage. The list of messages is not held in
+// as value, and "TransactionKey": "<key>" with a message that has one. The list of messages is not held in
 // memory: of the store's content only the number of messages and the next counter are known, so that no operation but
 // GetStoredMessages grows with the number of messages.
 //

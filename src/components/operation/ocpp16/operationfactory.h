@@ -7,10 +7,6 @@ class COperationFactory : public CTableFactory {
  public:
   explicit COperationFactory(ISystemAccessInterface* systemAccess);
 
-  using CTableFactory::CreateOutOperation;
-  // The operation belongs to the transaction of the message.
-  std::shared_ptr<COutCallOperationBase> CreateOutOperation(const SMessage& message) override;
-
  private:
   void LogTrace(const char* method) const override;
   void LogError(const std::string& text) const override;

@@ -48,6 +48,10 @@ class COutCallOperationBase : public COperationBase {
   virtual void MarkResend() = 0;
   // Puts the transaction id that became known meanwhile into the payload, where the message has one.
   virtual void UpdateTransactionId(int64_t transactionId) = 0;
+  // The transaction that the message belongs to (see ISessionClientHandler), kept with it over a restart: empty for one
+  // outside of a transaction, nothing for a message that asks for no transaction's id.
+  virtual std::optional<std::string> GetTransactionKey() const { return std::nullopt; }
+  virtual void SetTransactionKey(const std::string& /*key*/) {}
   // True when the connector forgets the transaction id with the answer to this message.
   virtual bool EndsTransaction() const { return false; }
   // The connector id parameter minus 1; empty without the parameter and for connector id 0.

@@ -54,7 +54,10 @@ std::shared_ptr<COutCallOperationBase> CTableFactory::CreateOutOperation(const S
     LogError(fmt::format("{} is not a persistent operation, returning nullptr", OutOpTypeToName(message.type)));
     return nullptr;
   }
-  return Guard([&] { return found->second(mSystemAccess, message.messageId, SStoredPayload{message.payload}); });
+  auto operation =
+      Guard([&] { return found->second(mSystemAccess, message.messageId, SStoredPayload{message.payload}); });
+  if (operation && message.transactionKey) operation->SetTransactionKey(*message.transactionKey);
+  return operation;
 }
 
 std::shared_ptr<CInCallOperationBase> CTableFactory::CreateInOperation(const std::string& id, EInOpType type,

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "src/components/ipersistentmessagestoragemanager.h"
 #include "src/components/isampledvalueshandler.h"
 #include "src/components/isessionclienthandler.h"
 #include "src/components/operation/ocpp16/messages/metervalues.h"
@@ -13,8 +13,7 @@
 // MeterValues (OCPP 1.6 section 4.7): one reading of a connector, with the values that the configuration asks for. A
 // value of a transaction names it; outside of one there is no transaction id.
 class CMeterValuesOutCall : public COutCallOperation<Ocpp16::MeterValues::meterValuesRequest,
-                                                     Ocpp16::MeterValues::meterValuesResponse, CMeterValuesOutCall>,
-                            public ITransactionMessage {
+                                                     Ocpp16::MeterValues::meterValuesResponse, CMeterValuesOutCall> {
  public:
   CMeterValuesOutCall(ISystemAccessInterface* systemAccess, std::string messageId);
   // From the message store.
@@ -25,7 +24,7 @@ class CMeterValuesOutCall : public COutCallOperation<Ocpp16::MeterValues::meterV
   bool IsPersistentOp() const override;
   // Takes the id of its own transaction. Values from the store of which only the id is known keep it.
   void UpdateTransactionId(int64_t transactionId) override;
-  std::string GetTransactionKey() const override { return mTransactionKey; }
+  std::optional<std::string> GetTransactionKey() const override { return mTransactionKey; }
   void SetTransactionKey(const std::string& key) override { mTransactionKey = key; }
 
  protected:

@@ -2,10 +2,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "src/components/ipersistentmessagestoragemanager.h"
 #include "src/components/isessionclienthandler.h"
 #include "src/components/operation/ocpp16/messages/stoptransaction.h"
 #include "src/components/operation/ocpp_common/outcalloperation.h"
@@ -33,8 +33,7 @@ Ocpp16::StopTransaction::EReason ToReason(EStopSessionReason reason);
 // calibration law. Its confirmation is also the moment at which a waiting reset may go on.
 class CStopTransactionOutCall
     : public COutCallOperation<Ocpp16::StopTransaction::stopTransactionRequest,
-                               Ocpp16::StopTransaction::stopTransactionResponse, CStopTransactionOutCall>,
-      public ITransactionMessage {
+                               Ocpp16::StopTransaction::stopTransactionResponse, CStopTransactionOutCall> {
  public:
   CStopTransactionOutCall(ISystemAccessInterface* systemAccess, std::string messageId);
   // From the message store. The payload does not tell the connector; the station has one.
@@ -48,7 +47,7 @@ class CStopTransactionOutCall
   // its id keeps it. So does one from the store of which only the id is known.
   void UpdateTransactionId(int64_t transactionId) override;
   bool EndsTransaction() const override { return true; }
-  std::string GetTransactionKey() const override { return mTransactionKey; }
+  std::optional<std::string> GetTransactionKey() const override { return mTransactionKey; }
   void SetTransactionKey(const std::string& key) override { mTransactionKey = key; }
 
  protected:

@@ -10,12 +10,12 @@ namespace {
 
 class MessageStore : public CMessageStoreTest {};
 
-class CTransactionOutCall : public CFakeOutCall, public ITransactionMessage {
+class CTransactionOutCall : public CFakeOutCall {
  public:
   CTransactionOutCall(const std::string& id, std::string key)
       : CFakeOutCall(FakeOutCalls::TransactionOptions(id, "StopTransaction", true)), mKey(std::move(key))
   {}
-  std::string GetTransactionKey() const override { return mKey; }
+  std::optional<std::string> GetTransactionKey() const override { return mKey; }
   void SetTransactionKey(const std::string& key) override { mKey = key; }
 
  private:
