@@ -105,6 +105,11 @@ std::string WriteJsonText(const Json::Value& value)
   return Json::writeString(builder, value);
 }
 
+std::string GetTextMember(const Json::Value& object, const char* name)
+{
+  return object.isObject() && object[name].isString() ? object[name].asString() : std::string();
+}
+
 std::optional<std::string> ToJsonText(const Json::Value& value)
 {
   if (!IsNestedWithin(value, kMaxNesting)) return std::nullopt;

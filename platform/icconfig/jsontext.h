@@ -27,4 +27,7 @@ std::optional<std::string> ToJsonText(const Json::Value& value);
 // The same form, unchecked: for values that came from ParseJsonText.
 std::string WriteJsonText(const Json::Value& value);
 
+// A member of an object as text; empty for one that lacks or is no text, and for a value that is no object.
+std::string GetTextMember(const Json::Value& object, const char* name);
+
 }  // namespace IcConfig

@@ -18,11 +18,6 @@ constexpr const char* kStop = "Stop";
 constexpr const char* kEnded = "Ended";
 constexpr const char* kHasMovedMeter = "HasMovedMeter";
 
-std::string TextOf(const Json::Value& json, const char* name)
-{
-  return json.isObject() && json[name].isString() ? json[name].asString() : std::string();
-}
-
 bool FlagOf(const Json::Value& json, const char* name)
 {
   return json.isObject() && json[name].isBool() && json[name].asBool();
@@ -68,14 +63,14 @@ SSessionRecord SSessionRecord::FromJson(const Json::Value& json)
 {
   SSessionRecord record;
   if (!json.isObject()) return record;
-  record.key = TextOf(json, kKey);
+  record.key = IcConfig::GetTextMember(json, kKey);
   record.hasEnded = FlagOf(json, kHasEnded);
-  record.start = TextOf(json, kStart);
-  record.end = TextOf(json, kEnd);
-  record.stop = TextOf(json, kStop);
+  record.start = IcConfig::GetTextMember(json, kStart);
+  record.end = IcConfig::GetTextMember(json, kEnd);
+  record.stop = IcConfig::GetTextMember(json, kStop);
   const auto& entries = json[kEnded];
   for (Json::ArrayIndex i = 0; entries.isArray() && i < entries.size(); ++i) {
-    const auto text = TextOf(entries[i], kStart);
+    const auto text = IcConfig::GetTextMember(entries[i], kStart);
     if (!text.empty()) record.ended.push_back({text, FlagOf(entries[i], kHasMovedMeter)});
   }
   return record;
@@ -149,5 +144,5 @@ std::string SSessionRecord::EndOf(const std::string& stopTransaction)
 {
   const auto payload = IcConfig::ParseJsonText(stopTransaction);
   if (!payload || !payload->isObject() || !(*payload)["meterStop"].isInt64()) return std::string();
-  return MakeIdentity(TextOf(*payload, "timestamp"), (*payload)["meterStop"].asInt64());
+  return MakeIdentity(IcConfig::GetTextMember(*payload, "timestamp"), (*payload)["meterStop"].asInt64());
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "platform/icconfig/icconfig.h"
+#include "platform/icconfig/jsontext.h"
 #include "platform/iclogger/log.h"
 #include "src/components/isystemaccessinterface.h"
 
@@ -19,11 +20,6 @@ constexpr const char* kClosed = "Closed";
 // An SSessionRecord.
 constexpr const char* kSession = "SessionTransaction";
 
-std::string TextOf(const Json::Value& json, const char* name)
-{
-  return json.isObject() && json[name].isString() ? json[name].asString() : std::string();
-}
-
 }  // namespace
 
 CSessionStore::CSessionStore(uint32_t connector, const ISystemAccessInterface& systemAccess)
@@ -38,8 +34,8 @@ CSessionStore::SState CSessionStore::Read() const
   SState state;
   state.isOpened = data.GetBool(kOpenedTransaction, false);
   state.transactionId = data.GetInt(kCurrentTransactionId, kNoTransaction);
-  state.currentKey = TextOf(keys, kCurrent);
-  state.closedKey = TextOf(keys, kClosed);
+  state.currentKey = IcConfig::GetTextMember(keys, kCurrent);
+  state.closedKey = IcConfig::GetTextMember(keys, kClosed);
   if (record.isObject()) state.record = SSessionRecord::FromJson(record);
   return state;
 }

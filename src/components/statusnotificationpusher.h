@@ -34,7 +34,7 @@ class CStatusNotificationPusher {
  private:
   // As a backoffice is told of it.
   struct SStatus {
-    int32_t state;
+    int32_t state = 0;
     std::vector<int32_t> errors;
 
     bool operator==(const SStatus& other) const { return state == other.state && errors == other.errors; }

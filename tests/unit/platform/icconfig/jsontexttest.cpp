@@ -88,6 +88,16 @@ TEST(JsonText, NestingIsLimitedOnBothSides)
   EXPECT_FALSE(ParseJsonText(std::string(100000, '[') + std::string(100000, ']')));
 }
 
+TEST(JsonText, MemberThatIsNoTextReadsAsAnEmptyOne)
+{
+  const auto object = ParseJsonText(R"({"text":"x","number":1})");
+  EXPECT_EQ(IcConfig::GetTextMember(*object, "text"), "x");
+  EXPECT_EQ(IcConfig::GetTextMember(*object, "number"), "");
+  EXPECT_EQ(IcConfig::GetTextMember(*object, "absent"), "");
+  EXPECT_EQ(IcConfig::GetTextMember(Json::Value(5), "text"), "");
+  EXPECT_EQ(IcConfig::GetTextMember(Json::Value(), "text"), "");
+}
+
 TEST(JsonText, NumbersThatAreNotFiniteAreRefused)
 {
   EXPECT_FALSE(ToJsonText(Json::Value(std::numeric_limits<double>::quiet_NaN())));
