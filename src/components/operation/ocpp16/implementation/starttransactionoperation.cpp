@@ -71,7 +71,7 @@ idTagInfo ReadFaultyInfo(const nlohmann::json& json)
 }
 
 // A status that is none of OCPP's must not cost the transaction id that comes with it.
-startTransactionResponse ReadResponse(const std::string& payload)
+startTransactionResponse ReadStartResponse(const std::string& payload)
 {
   try {
     return OcppJson::Read<startTransactionResponse>(payload);
@@ -150,7 +150,7 @@ void CStartTransactionOutCall::HandleResponse(const std::string& payload)
 {
   startTransactionResponse response;
   try {
-    response = ReadResponse(payload);
+    response = ReadStartResponse(payload);
   } catch (...) {
     TakeReadable(ReadFaultyAnswer(payload));
     throw;
@@ -158,14 +158,11 @@ void CStartTransactionOutCall::HandleResponse(const std::string& payload)
   ResponseAction(response);
 }
 
-// What says neither an id nor a status is no answer to anything: the session goes on as if it had not come.
+// Without a status nothing is known against the driver, and the session goes on.
 void CStartTransactionOutCall::TakeReadable(const SReadableAnswer& answer)
 {
   if (answer.transactionId) TakeTransactionId(*answer.transactionId);
-  if (!answer.transactionId && !answer.hasStatus) return;
-  idTagInfo invalid;
-  invalid.status = Ocpp16::IdTagInfoCommon::EAuthorizationStatus::EInvalid;
-  ApplyStatus(answer.idTagInfo.value_or(invalid), answer.transactionId.value_or(kNoTransaction));
+  if (answer.hasStatus) ApplyStatus(*answer.idTagInfo, answer.transactionId.value_or(kNoTransaction));
 }
 
 void CStartTransactionOutCall::ResponseAction(const startTransactionResponse& response)

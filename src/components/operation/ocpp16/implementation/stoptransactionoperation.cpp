@@ -44,7 +44,7 @@ void AddEntry(stopTransactionRequest& request, const std::string& timestamp, std
 }
 
 // A status that is none of OCPP's must not keep the transaction open.
-stopTransactionResponse ReadResponse(const std::string& payload)
+stopTransactionResponse ReadStopResponse(const std::string& payload)
 {
   try {
     return OcppJson::Read<stopTransactionResponse>(payload);
@@ -253,9 +253,10 @@ void CStopTransactionOutCall::HandleResponse(const std::string& payload)
 {
   stopTransactionResponse response;
   try {
-    response = ReadResponse(payload);
+    response = ReadStopResponse(payload);
   } catch (...) {
-    response.idTagInfo = ReadFaultyAnswer(payload).idTagInfo;
+    const auto answer = ReadFaultyAnswer(payload);
+    if (answer.hasStatus) response.idTagInfo = answer.idTagInfo;
     ResponseAction(response);
     throw;
   }
