@@ -167,10 +167,12 @@ bool CSessionClientHandler::IsStopOnItsWay(const CSessionStore::SState& state) c
   // That there is no id any more would not tell: a start that was given up has none either.
   if (!session.key.empty() && state.closedKey == session.key) return true;
   auto* storage = mSystemAccess.GetPersistentMessageStorage();
-  if (session.end.empty() || storage == nullptr) return false;
+  if (storage == nullptr) return false;
   const auto messages = storage->GetStoredMessages();
   return std::any_of(messages.begin(), messages.end(), [&](const SMessage& message) {
-    return message.type == EOutOpType::EStopTransaction && SSessionRecord::EndOf(message.payload) == session.end;
+    if (message.type != EOutOpType::EStopTransaction) return false;
+    if (!session.key.empty() && message.transactionKey == session.key) return true;
+    return !session.end.empty() && SSessionRecord::EndOf(message.payload) == session.end;
   });
 }
 

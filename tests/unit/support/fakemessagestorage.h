@@ -60,7 +60,8 @@ class CFakeMessageStorage : public IPersistentMessageStorageManager {
     CLock lock(mMutex);
     if (mStoreResult != EStoreResult::EStored) return mStoreResult;
     if (Find(operation.GetMessageId()) != mMessages.end()) return EStoreResult::EAlreadyStored;
-    mMessages.push_back({operation.GetMessageId(), OutOpTypeFromName(operation.GetAction()), operation.GetPayload()});
+    mMessages.push_back({operation.GetMessageId(), OutOpTypeFromName(operation.GetAction()), operation.GetPayload(),
+                         operation.GetTransactionKey()});
     return EStoreResult::EStored;
   }
   EClearResult Clear(const std::string& messageId) override

@@ -161,6 +161,30 @@ TEST_F(SessionTransaction, ProcessKilledBetweenStoredStopAndItsMarkDoesNotSwallo
   EXPECT_EQ(mOcpp->pushes.size(), 3U);
 }
 
+TEST_F(SessionTransaction, StopThatIsStoredIsKnownByItsTransactionWhereTheReadingTellsNoEnd)
+{
+  class CStopOfStart1 : public CFakeOutCall {
+   public:
+    CStopOfStart1() : CFakeOutCall(FakeOutCalls::TransactionOptions("stop1", "StopTransaction", true)) {}
+    std::optional<std::string> GetTransactionKey() const override { return "start1"; }
+  };
+  mHandler->Init();
+  BeginWhenPushed("start1");
+  mHandler->HandleSessionStarted(Reading(1));
+  auto reading = Reading(2);
+  reading.clear_session_end_energy();
+  CFakeConfig::CState atStop;
+  mOcpp->onPush = [&](const CFakeOcpp::SPush&) {
+    mStorage->Store(CStopOfStart1());
+    atStop = mData->GetState();
+  };
+  mHandler->HandleSessionStopped(reading, 4);
+  for (const auto& [key, value] : atStop) mData->Preset(key, value);
+  Restart();
+  mHandler->HandleSessionStopped(reading, 4);
+  EXPECT_EQ(mOcpp->pushes.size(), 2U);
+}
+
 TEST_F(SessionTransaction, RestartBetweenSessionsFindsNone)
 {
   mHandler->Init();
